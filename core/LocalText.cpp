@@ -1,0 +1,92 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+#include "core/LocalText_p.h"
+
+#include <QtCore/QTextCodec>
+
+#include <atomic>
+#include <sched.h>
+
+namespace ZeCore {
+
+namespace {
+
+constexpr int utf8Mib = 106;
+
+// All of this is constant-initialised and never destroyed.
+std::atomic<bool> s_codecsGone{false};
+std::atomic<int> s_codecUsers{0};
+std::atomic<const QTextCodec *> s_utf8Codec{nullptr};
+
+/// Its destructor runs during exit before Qt deletes its codecs: it is
+/// constructed after them, and statics are destroyed in reverse order.
+struct CodecFarewell
+{
+    ~CodecFarewell()
+    {
+        s_codecsGone = true;
+        // Conversions never block, so this ends as soon as the running ones do.
+        while (s_codecUsers.load() != 0)
+            sched_yield();
+    }
+};
+
+/// Keeps the codecs alive for one conversion; codec() is null for "use UTF-8".
+class LocaleCodecUse
+{
+public:
+    LocaleCodecUse()
+    {
+        ++s_codecUsers;
+        if (!s_codecsGone)
+            m_codec = lookUp();
+    }
+    ~LocaleCodecUse() { --s_codecUsers; }
+    Q_DISABLE_COPY(LocaleCodecUse)
+
+    const QTextCodec *codec() const { return m_codec; }
+
+private:
+    static const QTextCodec *lookUp()
+    {
+        const QTextCodec *codec = QTextCodec::codecForLocale();
+        static const CodecFarewell farewell;
+        if (!codec || codec->mibEnum() != utf8Mib)
+            return codec;
+        s_utf8Codec = codec;
+        return nullptr;
+    }
+
+    const QTextCodec *m_codec = nullptr;
+};
+
+/// The usual case, answered by comparing addresses: no codec is touched, so
+/// none needs to be kept alive. QString's own UTF-8 conversion is the same.
+bool isLocaleKnownAsUtf8()
+{
+    if (s_codecsGone.load(std::memory_order_relaxed))
+        return true;
+    const QTextCodec *known = s_utf8Codec.load(std::memory_order_relaxed);
+    return known && QTextCodec::codecForLocale() == known;
+}
+
+} // namespace
+
+QByteArray toLocalBytes(const QString &text)
+{
+    if (isLocaleKnownAsUtf8())
+        return text.toUtf8();
+    const LocaleCodecUse use;
+    return use.codec() ? use.codec()->fromUnicode(text) : text.toUtf8();
+}
+
+QString fromLocalBytes(const QByteArray &bytes)
+{
+    if (isLocaleKnownAsUtf8())
+        return QString::fromUtf8(bytes);
+    const LocaleCodecUse use;
+    return use.codec() ? use.codec()->toUnicode(bytes) : QString::fromUtf8(bytes);
+}
+
+} // namespace ZeCore

@@ -1,0 +1,378 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+#include "files/ZeFileManager.h"
+
+#include "core/JsonTree_p.h"
+#include "core/LogTag_p.h"
+#include "core/ServiceHolder_p.h"
+#include "files/DatedFiles_p.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QCryptographicHash>
+#include <QtCore/QDateTime>
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+#include <QtCore/QTextStream>
+#include <QtCore/QVector>
+
+#include <memory>
+#include <mutex>
+
+using ZeCore::DatedFile;
+using ZeCore::logDebug;
+using ZeCore::logWarning;
+
+QSharedPointer<ZeFileManager> ZeFileManager::instance;
+QMutex ZeFileManager::_mutex;
+QString ZeFileManager::_lastError;
+
+namespace {
+
+std::mutex s_lastErrorMutex;
+
+/// Reports a failure of the removal operations: last error first, then a warning
+/// of their own. The operations on single files do it the other way round, and
+/// readers of the logs rely on either order.
+void reportRemoval(const char *operation, const QString &text)
+{
+    ZeFileManager::setLastError(text);
+    logWarning(operation) << "[" << text << "]";
+}
+
+/// The path without what makes a link look like the directory behind it.
+QString withoutTrailingSlashes(const QString &path)
+{
+    QString bare = path;
+    for (;;) {
+        if (bare.size() > 1 && bare.endsWith(QLatin1Char('/')))
+            bare.chop(1);
+        else if (bare.size() > 2 && bare.endsWith(QLatin1String("/.")))
+            bare.chop(2);
+        else
+            return bare;
+    }
+}
+
+QVector<QString> readLines(QTextStream &stream)
+{
+    QVector<QString> lines;
+    QString line;
+    while (stream.readLineInto(&line))
+        lines.append(line);
+    return lines;
+}
+
+/// Puts the lines from @p first on at the start of the file and cuts the rest off
+/// afterwards: a crash or a full disk in between loses the least.
+void replaceByLines(QFile &file, QTextStream &stream, const QVector<QString> &lines, int first)
+{
+    file.seek(0);
+    for (int i = first; i < lines.size(); ++i)
+        stream << lines.at(i) << QLatin1Char('\n');
+    stream.flush();
+    if (stream.status() == QTextStream::Ok && file.flush())
+        file.resize(file.pos());
+}
+
+/// The time from which retention by days counts.
+QDateTime creationTime(const QFileInfo &info)
+{
+    const QDateTime birth = info.fileTime(QFileDevice::FileBirthTime);
+    return birth.isValid() ? birth : info.fileTime(QFileDevice::FileMetadataChangeTime);
+}
+
+/// Removes the files of one directory and collects its subdirectories.
+void sweepDirectory(QDir &dir, const char *operation, QStringList &directories)
+{
+    const QFileInfoList entries = dir.entryInfoList(
+        QDir::Dirs | QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
+    for (const QFileInfo &entry : entries) {
+        if (entry.isDir())
+            directories.append(entry.filePath());
+        else if (!dir.remove(entry.fileName()))
+            reportRemoval(operation, QStringLiteral("remove %1 file failed").arg(entry.filePath()));
+    }
+}
+
+} // namespace
+
+ZeFileManager::ZeFileManager(QObject *parent)
+    : QObject(parent)
+{
+}
+
+ZeFileManager::~ZeFileManager()
+{
+    logDebug("~ZeFileManager");
+}
+
+QSharedPointer<ZeFileManager> &ZeFileManager::init()
+{
+    return ZeCore::ServiceHolder<ZeFileManager>::init(instance, _mutex);
+}
+
+void ZeFileManager::releaseThis()
+{
+    ZeCore::ServiceHolder<ZeFileManager>::release();
+}
+
+QString ZeFileManager::getLastError()
+{
+    const std::lock_guard<std::mutex> lock(s_lastErrorMutex);
+    return _lastError;
+}
+
+void ZeFileManager::setLastError(const QString &text)
+{
+    const QString given = text; // the caller may pass _lastError itself
+    {
+        const std::lock_guard<std::mutex> lock(s_lastErrorMutex);
+        _lastError = given;
+    }
+    logWarning("setLastError") << "[" << given << "]";
+}
+
+QString ZeFileManager::Md5Encryption(const QString &text) const
+{
+    return QString::fromLatin1(Md5Encryption(text.toLatin1()).toHex());
+}
+
+QByteArray ZeFileManager::Md5Encryption(const QByteArray &data) const
+{
+    return QCryptographicHash::hash(data, QCryptographicHash::Md5);
+}
+
+QByteArray ZeFileManager::Md5File(const QString &path) const
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return QByteArray();
+    // QCryptographicHash::addData(QIODevice *) reads 1 KiB at a time.
+    constexpr int blockSize = 256 * 1024;
+    QCryptographicHash hash(QCryptographicHash::Md5);
+    const std::unique_ptr<char[]> block(new char[blockSize]);
+    for (qint64 size = 0; (size = file.read(block.get(), blockSize)) > 0;)
+        hash.addData(block.get(), static_cast<int>(size));
+    return hash.result();
+}
+
+bool ZeFileManager::writeFile(const QString &path, const QByteArray &data)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        setLastError(path + file.errorString());
+        return false;
+    }
+    file.write(data); // not examined: callers rely on true once the file is open
+    return true;
+}
+
+QVariant ZeFileManager::readJsonFile(const QString &path)
+{
+    const QFileInfo info(path);
+    if (!info.isFile()) {
+        setLastError(QStringLiteral("Not file: %1").arg(info.filePath()));
+        return QVariant();
+    }
+    QByteArray bytes;
+    QFile file(info.absoluteFilePath());
+    if (file.open(QIODevice::ReadOnly))
+        bytes = file.readAll();
+    return jsonToVariant(bytes);
+}
+
+QVariant ZeFileManager::jsonToVariant(const QByteArray &json)
+{
+    constexpr auto operation = "jsonToVariant";
+    constexpr int loggedBelow = 1024;
+
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError) {
+        if (json.size() < loggedBelow)
+            logWarning(operation) << error.errorString() << "json:" << QString::fromUtf8(json);
+        else
+            logWarning(operation) << error.errorString();
+        setLastError(error.errorString());
+        return QVariant();
+    }
+    if (ZeCore::isEmptyDocument(document)) {
+        const QString text = QStringLiteral("jsonDocument.isEmpty()");
+        logWarning(operation) << text;
+        setLastError(text);
+        return QVariant();
+    }
+    return ZeCore::toVariantTree(document);
+}
+
+bool ZeFileManager::writeJsonFile(const QString &path, const QVariant &value,
+                                  QJsonDocument::JsonFormat format)
+{
+    const QJsonDocument document = ZeCore::documentFromVariant(value);
+    if (ZeCore::isEmptyDocument(document)) {
+        setLastError(tr("Json format error:%1").arg(path));
+        return false;
+    }
+    const QByteArray json = document.toJson(format);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        setLastError(tr("Open file failed:%1").arg(path));
+        return false;
+    }
+    // Beyond the size of the buffer flush() alone reports success on a full disk.
+    const bool written = file.write(json) == json.size();
+    if (!file.flush() || !written) {
+        logWarning("writeJsonFile") << "flush failed:" << path;
+        setLastError(path + QLatin1String(" : ") + file.errorString());
+        return false;
+    }
+    return true;
+}
+
+bool ZeFileManager::removeDirOrFile(const QString &path)
+{
+    if (!QFileInfo::exists(path)) {
+        setLastError(QStringLiteral("Not Found:%1").arg(path));
+        return false;
+    }
+    const QString bare = withoutTrailingSlashes(path);
+    const QFileInfo info(bare);
+    if (info.isSymLink() || !info.isDir()) {
+        if (!QFile::remove(bare)) {
+            setLastError(QStringLiteral("Remove failed: %1").arg(path));
+            return false;
+        }
+    } else if (!QDir(bare).removeRecursively()) {
+        setLastError(QStringLiteral("Remove failed:%1").arg(path));
+        return false;
+    }
+    return true;
+}
+
+bool ZeFileManager::hasExecutePermission(const QString &path)
+{
+    if (!QFile::exists(path)) {
+        setLastError(QStringLiteral("File does not exist:%1").arg(path));
+        return false;
+    }
+    return QFileInfo(path).isExecutable();
+}
+
+bool ZeFileManager::truncateFile(const QString &path, int lines)
+{
+    if (lines < 0)
+        return false;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite)) {
+        setLastError(QStringLiteral("Failed to open file:%1").arg(path));
+        return false;
+    }
+    QTextStream stream(&file);
+    const QVector<QString> all = readLines(stream);
+    if (lines < all.size())
+        replaceByLines(file, stream, all, all.size() - lines);
+    return true;
+}
+
+bool ZeFileManager::removeDirWithContent(const QString &path)
+{
+    constexpr auto operation = "removeDirWithContent";
+    const QString applicationDir = QCoreApplication::applicationDirPath();
+    QDir dir(applicationDir);
+    if (path.isEmpty() || !dir.exists(path)) {
+        reportRemoval(operation, QStringLiteral("%1 dir is not exists").arg(dir.absolutePath()));
+        return false;
+    }
+
+    const QString root = dir.absoluteFilePath(path);
+    QStringList directories{root};
+    for (int i = 0; i < directories.size(); ++i) {
+        // A link to a directory is a member of the tree; what it points at is not.
+        const QString directory = directories.at(i);
+        if (i > 0 && QFileInfo(directory).isSymLink())
+            continue;
+        dir.setPath(directory);
+        sweepDirectory(dir, operation, directories);
+    }
+    for (auto directory = directories.crbegin(); directory != directories.crend(); ++directory) {
+        dir.setPath(*directory);
+        // Refused by POSIX systems; callers rely on directories that stay.
+        if (!dir.rmdir(QStringLiteral(".")))
+            reportRemoval(operation,
+                          QStringLiteral("remove %1 dir failed").arg(dir.absolutePath()));
+    }
+    QDir::setCurrent(applicationDir);
+    return true;
+}
+
+bool ZeFileManager::removeDirWithFileNames(const QString &dirPath, const QStringList &words)
+{
+    if (dirPath.isEmpty()) // QDir would take the current directory
+        return true;
+    const QFileInfoList files =
+        QDir(dirPath).entryInfoList(QDir::Files | QDir::Hidden, QDir::Unsorted);
+    for (const QFileInfo &file : files) {
+        // No break: the second word of a name fails on the file that the first
+        // one removed, and callers rely on its message.
+        for (const QString &word : words) {
+            if (file.fileName().contains(word) && !QFile::remove(file.filePath()))
+                reportRemoval("removeDirWithFileNames",
+                              QStringLiteral("Remove file failed:%1").arg(file.filePath()));
+        }
+    }
+    return true;
+}
+
+bool ZeFileManager::removeLastDateTimeFiles(const QString &dirPath, const QStringList &nameFilters,
+                                            int keep)
+{
+    return ZeCore::removeAllButNewest(dirPath, nameFilters, keep);
+}
+
+bool ZeFileManager::removeFilesByDateOfDay(const QString &dirPath, const QStringList &nameFilters,
+                                           int days)
+{
+    if (days < 0)
+        return false;
+    const QDir dir(dirPath);
+    const QDateTime now = QDateTime::currentDateTime();
+    const QVector<DatedFile> files = ZeCore::filesNewestFirst(dirPath, nameFilters);
+    for (const DatedFile &file : files) {
+        const QFileInfo info(dir, file.name);
+        if (qAbs(now.daysTo(creationTime(info))) <= days)
+            continue;
+        const QString path = info.absoluteFilePath();
+        if (!QFile::remove(path)) {
+            setLastError(QStringLiteral("remove file faild: %1").arg(path));
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ZeFileManager::removeFileByTime(const QString &dirPath, int keep)
+{
+    if (keep < 0)
+        return false;
+    const QString applicationDir = QCoreApplication::applicationDirPath();
+    const QDir dir(dirPath);
+    const QString absolutePath = dir.absolutePath();
+    if (dirPath.isEmpty() || !dir.exists()) {
+        QDir::setCurrent(applicationDir);
+        setLastError(QStringLiteral("dir is not exists : %1").arg(absolutePath));
+        return false;
+    }
+    const QVector<DatedFile> files = ZeCore::filesNewestFirst(dirPath, {});
+    for (int i = keep; i < files.size(); ++i) {
+        const QString path = QFileInfo(dir, files.at(i).name).absoluteFilePath();
+        if (!QFile::remove(path)) {
+            QDir::setCurrent(applicationDir);
+            setLastError(QStringLiteral("remove file faild: %1").arg(path));
+            return false;
+        }
+    }
+    QDir::setCurrent(applicationDir);
+    return true;
+}

@@ -7,6 +7,7 @@
 #include "core/LogTag_p.h"
 #include "core/ServiceHolder_p.h"
 #include "files/DatedFiles_p.h"
+#include "files/TreeSweep_p.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QCryptographicHash>
@@ -81,19 +82,6 @@ QDateTime creationTime(const QFileInfo &info)
 {
     const QDateTime birth = info.fileTime(QFileDevice::FileBirthTime);
     return birth.isValid() ? birth : info.fileTime(QFileDevice::FileMetadataChangeTime);
-}
-
-/// Removes the files of one directory and collects its subdirectories.
-void sweepDirectory(QDir &dir, const char *operation, QStringList &directories)
-{
-    const QFileInfoList entries = dir.entryInfoList(
-        QDir::Dirs | QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
-    for (const QFileInfo &entry : entries) {
-        if (entry.isDir())
-            directories.append(entry.filePath());
-        else if (!dir.remove(entry.fileName()))
-            reportRemoval(operation, QStringLiteral("remove %1 file failed").arg(entry.filePath()));
-    }
 }
 
 } // namespace
@@ -280,29 +268,14 @@ bool ZeFileManager::removeDirWithContent(const QString &path)
 {
     constexpr auto operation = "removeDirWithContent";
     const QString applicationDir = QCoreApplication::applicationDirPath();
-    QDir dir(applicationDir);
+    const QDir dir(applicationDir);
     if (path.isEmpty() || !dir.exists(path)) {
         reportRemoval(operation, QStringLiteral("%1 dir is not exists").arg(dir.absolutePath()));
         return false;
     }
 
-    const QString root = dir.absoluteFilePath(path);
-    QStringList directories{root};
-    for (int i = 0; i < directories.size(); ++i) {
-        // A link to a directory is a member of the tree; what it points at is not.
-        const QString directory = directories.at(i);
-        if (i > 0 && QFileInfo(directory).isSymLink())
-            continue;
-        dir.setPath(directory);
-        sweepDirectory(dir, operation, directories);
-    }
-    for (auto directory = directories.crbegin(); directory != directories.crend(); ++directory) {
-        dir.setPath(*directory);
-        // Refused by POSIX systems; callers rely on directories that stay.
-        if (!dir.rmdir(QStringLiteral(".")))
-            reportRemoval(operation,
-                          QStringLiteral("remove %1 dir failed").arg(dir.absolutePath()));
-    }
+    ZeCore::sweepTree(dir.absoluteFilePath(path), {},
+                      [](const QString &text) { reportRemoval(operation, text); });
     QDir::setCurrent(applicationDir);
     return true;
 }

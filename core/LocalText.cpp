@@ -32,7 +32,7 @@ struct CodecFarewell
     }
 };
 
-/// Keeps the codecs alive for one conversion; codec() is null for "use UTF-8".
+/// Keeps Qt's codecs alive for one conversion; codec() is null for "use UTF-8".
 class LocaleCodecUse
 {
 public:
@@ -52,39 +52,30 @@ private:
     {
         const QTextCodec *codec = QTextCodec::codecForLocale();
         static const CodecFarewell farewell;
-        if (!codec || codec->mibEnum() != utf8Mib)
-            return codec;
-        s_utf8Codec = codec;
-        return nullptr;
+        // QString's own conversion is the same as that of the UTF-8 codec and
+        // faster; the codec is remembered by address.
+        if (codec == s_utf8Codec.load(std::memory_order_relaxed))
+            return nullptr;
+        if (codec && codec->mibEnum() == utf8Mib) {
+            s_utf8Codec.store(codec, std::memory_order_relaxed);
+            return nullptr;
+        }
+        return codec;
     }
 
     const QTextCodec *m_codec = nullptr;
 };
 
-/// The usual case, answered by comparing addresses: no codec is touched, so
-/// none needs to be kept alive. QString's own UTF-8 conversion is the same.
-bool isLocaleKnownAsUtf8()
-{
-    if (s_codecsGone.load(std::memory_order_relaxed))
-        return true;
-    const QTextCodec *known = s_utf8Codec.load(std::memory_order_relaxed);
-    return known && QTextCodec::codecForLocale() == known;
-}
-
 } // namespace
 
 QByteArray toLocalBytes(const QString &text)
 {
-    if (isLocaleKnownAsUtf8())
-        return text.toUtf8();
     const LocaleCodecUse use;
     return use.codec() ? use.codec()->fromUnicode(text) : text.toUtf8();
 }
 
 QString fromLocalBytes(const QByteArray &bytes)
 {
-    if (isLocaleKnownAsUtf8())
-        return QString::fromUtf8(bytes);
     const LocaleCodecUse use;
     return use.codec() ? use.codec()->toUnicode(bytes) : QString::fromUtf8(bytes);
 }

@@ -28,13 +28,16 @@
 /// **The clean stop.** The writer sleeps on a semaphore, and destroying a
 /// running ZeLog first makes the handler inert, so that nothing can wake the
 /// writer any more: `delete` then blocks for ever if no permit is left. Programs
-/// therefore end the writer with a last line, which is written too:
+/// therefore wake the writer with one more line:
 /// @code
 /// log->setNeedStop(true);
 /// qDebug() << "end of log"; // wakes the writer
 /// log->wait();
 /// delete log;
 /// @endcode
+/// A writer that waits writes that line and ends. One that is busy ends after the
+/// batch at hand, and lines queued meanwhile stay unwritten: a program that needs
+/// its very last lines waits until #_stringList is empty before it begins to stop.
 ///
 /// **Files.** A file is called "ZemixPro_" + local time of creation
 /// ("yyyy-MM-dd_hh-mm-ss") + ".log", in the directory PublicClass::logDir. It is
@@ -55,7 +58,9 @@
 ///
 /// **Process exit.** The static members outlive every other static of the
 /// program: lines may be logged from static destructors, and a ZeLog that was
-/// neither stopped nor destroyed does no harm.
+/// neither stopped nor destroyed does no harm. Other threads, though, should have
+/// ended by then: Qt's own debug streams are not safe in a thread that goes on
+/// logging while the process exits.
 class ZECORE_EXPORT ZeLog : public BaseThread
 {
     Q_OBJECT

@@ -75,15 +75,23 @@ void tst_BaseObject::objectErrors_data()
 {
     QTest::addColumn<QString>("error");
     QTest::addColumn<QString>("stored");
-    QTest::newRow("plain") << "no space" << "no space";
-    QTest::newRow("line feed goes") << "a\nb" << "ab";
-    QTest::newRow("all line feeds go") << "\na\n\nb\n" << "ab";
-    QTest::newRow("carriage returns stay") << "a\r\nb\r" << "a\rb\r";
-    QTest::newRow("only line feeds") << "\n\n" << "";
-    QTest::newRow("empty") << "" << "";
-    QTest::newRow("substitution marks") << "%1 of %2" << "%1 of %2";
+    QTest::newRow("plain") << "no space"
+                           << "no space";
+    QTest::newRow("line feed goes") << "a\nb"
+                                    << "ab";
+    QTest::newRow("all line feeds go") << "\na\n\nb\n"
+                                       << "ab";
+    QTest::newRow("carriage returns stay") << "a\r\nb\r"
+                                           << "a\rb\r";
+    QTest::newRow("only line feeds") << "\n\n"
+                                     << "";
+    QTest::newRow("empty") << ""
+                           << "";
+    QTest::newRow("substitution marks") << "%1 of %2"
+                                        << "%1 of %2";
     QTest::newRow("Chinese") << QStringLiteral("打开失败\n路径") << QStringLiteral("打开失败路径");
-    QTest::newRow("quotes and escapes") << "\"x\" \\n" << "\"x\" \\n";
+    QTest::newRow("quotes and escapes") << "\"x\" \\n"
+                                        << "\"x\" \\n";
 }
 
 void tst_BaseObject::objectErrors()
@@ -94,9 +102,9 @@ void tst_BaseObject::objectErrors()
     BaseObject object;
     object.setLastError(error);
     QCOMPARE(object.lastError(), stored);
-    QCOMPARE(capture.lines(),
-             QStringList{QStringLiteral("W [warning][setLastError] [ ") + error
-                         + QStringLiteral(" ]")});
+    QCOMPARE(
+        capture.lines(),
+        QStringList{QStringLiteral("W [warning][setLastError] [ ") + error + QStringLiteral(" ]")});
 }
 
 void tst_BaseObject::objectErrorFromItself()

@@ -62,15 +62,17 @@ namespace {
 QStringList unshareArguments()
 {
     // Only root may mount without a user namespace of its own.
-    return ::geteuid() == 0 ? QStringList{QStringLiteral("--mount")}
-                            : QStringList{QStringLiteral("--mount"), QStringLiteral("--map-root-user")};
+    return ::geteuid() == 0
+        ? QStringList{QStringLiteral("--mount")}
+        : QStringList{QStringLiteral("--mount"), QStringLiteral("--map-root-user")};
 }
 
 } // namespace
 
 bool canMountPrivately()
 {
-    return runInPrivateMounts(QStringLiteral("mount -t tmpfs none /mnt"), QStringLiteral("true"), {})
+    return runInPrivateMounts(QStringLiteral("mount -t tmpfs none /mnt"), QStringLiteral("true"),
+                              {})
         .endedWith(0);
 }
 

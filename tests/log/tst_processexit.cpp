@@ -1,0 +1,176 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+#include "support/Child.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QTemporaryDir>
+#include <QtTest/QTest>
+
+using TestSupport::ChildOptions;
+using TestSupport::ChildResult;
+using TestSupport::helperPath;
+
+namespace {
+
+ChildResult runScenario(const QString &scenario, const QString &base,
+                        const QString &locale = "C.UTF-8", int limitMs = 60000,
+                        const QStringList &environment = {})
+{
+    ChildOptions options;
+    options.environment = QStringList{"LC_ALL=" + locale} + environment;
+    options.limitMs = limitMs;
+    QStringList arguments{scenario};
+    if (!base.isEmpty())
+        arguments << base;
+    return TestSupport::runChild(helperPath("exit_child"), arguments, options);
+}
+
+/// What the log files below @p base hold.
+QByteArray loggedBelow(const QString &base)
+{
+    QByteArray content;
+    const QDir dir(base + "/appInfo/log");
+    for (const QString &name : dir.entryList({"ZemixPro_*.log"}, QDir::Files, QDir::Name)) {
+        QFile file(dir.filePath(name));
+        if (file.open(QIODevice::ReadOnly))
+            content += file.readAll();
+    }
+    return content;
+}
+
+} // namespace
+
+/// Programs end in many ways; none of them may crash, hang or lose its status.
+class tst_ProcessExit : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void endsCleanly_data();
+    void endsCleanly();
+    void unreleasedServicesSayGoodbyeOnce();
+    void releasedServicesSayGoodbyeOnce();
+    void handlerLeftInstalledStillEchoes();
+    void stoppedLogIsSilent();
+    void writerOutlivesTheServices();
+    void linesBeforeMain();
+    void destroyingAWaitingWriterBlocks();
+};
+
+void tst_ProcessExit::endsCleanly_data()
+{
+    QTest::addColumn<QString>("scenario");
+    QTest::addColumn<QString>("locale");
+    QTest::addColumn<int>("times");
+    const QStringList once{"nothing",
+                           "services-unreleased",
+                           "services-released",
+                           "services-never-used",
+                           "handler-left",
+                           "log-stopped",
+                           "log-stopped-services-released",
+                           "log-leaked",
+                           "log-leaked-services-released",
+                           "destroy-with-permit-left"};
+    for (const QString &scenario : once)
+        QTest::newRow(qPrintable(scenario)) << scenario << "C.UTF-8" << 2;
+    QTest::newRow("exit from a thread") << "exit-from-thread"
+                                        << "C.UTF-8" << 10;
+    QTest::newRow("exit in a flood") << "exit-in-flood"
+                                     << "C.UTF-8" << 5;
+    QTest::newRow("exit from a thread in a flood") << "exit-from-thread-in-flood"
+                                                   << "C.UTF-8" << 5;
+    // Another local codec takes the road through Qt's codec objects.
+    QTest::newRow("handler left, codec not UTF-8") << "handler-left"
+                                                   << "C" << 2;
+    QTest::newRow("log leaked, codec not UTF-8") << "log-leaked"
+                                                 << "C" << 2;
+    QTest::newRow("flood, codec not UTF-8") << "exit-in-flood"
+                                            << "C" << 5;
+}
+
+void tst_ProcessExit::endsCleanly()
+{
+    QFETCH(QString, scenario);
+    QFETCH(QString, locale);
+    QFETCH(int, times);
+    for (int i = 0; i < times; ++i) {
+        const QTemporaryDir dir;
+        const ChildResult child = runScenario(scenario, dir.path(), locale);
+        QVERIFY2(child.endedWith(0), child.report());
+    }
+}
+
+void tst_ProcessExit::unreleasedServicesSayGoodbyeOnce()
+{
+    const ChildResult child = runScenario("services-unreleased", QString());
+    QVERIFY2(child.endedWith(0), child.report());
+    QCOMPARE(child.err.count("[debug][~PublicClass]"), 1);
+    QCOMPARE(child.err.count("[debug][~ZeFileManager]"), 1);
+}
+
+void tst_ProcessExit::releasedServicesSayGoodbyeOnce()
+{
+    const ChildResult child = runScenario("services-released", QString());
+    QVERIFY2(child.endedWith(0), child.report());
+    QCOMPARE(child.out, QByteArray("instances 1 1\n")); // still pointing at what was there
+    QCOMPARE(child.err.count("[debug][~ZeFileManager]"), 1);
+    QCOMPARE(child.err.count("[debug][~PublicClass]"), 1); // never released, destroyed at the end
+
+    const ChildResult unused = runScenario("services-never-used", QString());
+    QVERIFY2(unused.endedWith(0), unused.report());
+    QCOMPARE(unused.out, QByteArray("instances 0 0\n"));
+    QVERIFY(!unused.err.contains('~'));
+}
+
+void tst_ProcessExit::handlerLeftInstalledStillEchoes()
+{
+    const QTemporaryDir dir;
+    const ChildResult child = runScenario("handler-left", dir.path());
+    QVERIFY2(child.endedWith(0), child.report());
+    for (const char *text :
+         {"\x1B[33mstatic destructor last 终\x1B[0m\n", "\x1B[31mdirect last\x1B[0m\n",
+          "\x1B[33mstatic destructor first 终\x1B[0m\n", "\x1B[31mdirect first\x1B[0m\n",
+          "\x1B[0m[debug][~PublicClass]\x1B[0m\n", "\x1B[0m[debug][~ZeFileManager]\x1B[0m\n"})
+        QVERIFY2(child.err.count(text) == 1, child.report());
+}
+
+void tst_ProcessExit::stoppedLogIsSilent()
+{
+    const QTemporaryDir dir;
+    const ChildResult child = runScenario("log-stopped", dir.path());
+    QVERIFY2(child.endedWith(0), child.report());
+    QVERIFY2(!child.err.contains("static destructor"), child.report());
+    QVERIFY2(!child.err.contains("~PublicClass"), child.report());
+    const QByteArray logged = loggedBelow(dir.path());
+    QVERIFY2(logged.endsWith("[Zemix]end of log\n"), logged);
+    QCOMPARE(logged.count("[Zemix]logged\n"), 1);
+}
+
+void tst_ProcessExit::writerOutlivesTheServices()
+{
+    const QTemporaryDir dir;
+    const ChildResult child = runScenario("log-leaked-services-released", dir.path());
+    QVERIFY2(child.endedWith(0), child.report());
+    QCOMPARE(loggedBelow(dir.path()).count("[Zemix]after the services\n"), 1);
+}
+
+void tst_ProcessExit::linesBeforeMain()
+{
+    const ChildResult child =
+        runScenario("nothing", QString(), "C.UTF-8", 60000, {"ZECORE_TEST_EARLY=1"});
+    QVERIFY2(child.endedWith(0), child.report());
+    QVERIFY2(child.err.startsWith("\x1B[33mbefore main\x1B[0m\n"), child.report());
+}
+
+void tst_ProcessExit::destroyingAWaitingWriterBlocks()
+{
+    const QTemporaryDir dir;
+    const ChildResult child = runScenario("destroy-waiting-writer", dir.path(), "C.UTF-8", 3000);
+    QVERIFY2(child.timedOut, child.report());
+    QCOMPARE(child.out, QByteArray("destroying\n"));
+}
+
+QTEST_GUILESS_MAIN(tst_ProcessExit)
+#include "tst_processexit.moc"

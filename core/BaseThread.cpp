@@ -4,6 +4,7 @@
 #include "core/BaseThread.h"
 
 #include "core/LogTag_p.h"
+#include "core/Sync_p.h"
 
 static_assert(sizeof(std::atomic<bool>) == sizeof(bool),
               "the stop request must not change the layout that derived classes were built with");
@@ -60,4 +61,5 @@ void BaseThread::stopThread()
     setNeedStop(true);
     quit();
     wait();
+    ZeCore::threadJoined(this);
 }

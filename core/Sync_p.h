@@ -76,6 +76,36 @@ inline void releasePermit(QSemaphore &semaphore)
     semaphore.release();
 }
 
+/// Lives in a thread's run(): what the thread did happens before threadJoined().
+/// (QThread::wait() says so as well, but ThreadSanitizer cannot see it.)
+class ThreadEnd
+{
+public:
+    explicit ThreadEnd(void *thread)
+        : m_thread(thread)
+    {
+    }
+    ~ThreadEnd()
+    {
+#ifdef ZECORE_TSAN
+        __tsan_release(m_thread);
+#endif
+    }
+
+    Q_DISABLE_COPY(ThreadEnd)
+
+private:
+    [[maybe_unused]] void *m_thread;
+};
+
+/// To be called after QThread::wait() on @p thread has returned true.
+inline void threadJoined([[maybe_unused]] void *thread)
+{
+#ifdef ZECORE_TSAN
+    __tsan_acquire(thread);
+#endif
+}
+
 /// Reads a public switch that programs assign without a lock, by contract, while
 /// other threads log. The read is one plain load that is never torn or repeated.
 template <typename Value>

@@ -3,6 +3,8 @@
 
 #include "log/LineStamp_p.h"
 
+#include "log/LocalTime_p.h"
+
 #include <cstring>
 
 namespace ZeCore {
@@ -38,9 +40,7 @@ void LineStamp::write(QChar *line)
 
 void LineStamp::recompute(std::time_t second)
 {
-    tzset(); // localtime_r() alone need not notice a change of zone
-    tm local{};
-    localtime_r(&second, &local);
+    const std::tm local = localTime(second);
     std::memcpy(m_text, pattern, sizeof(m_text));
     char16_t *to = m_text + 1;
     to = putDigits(to, (local.tm_year + 1900) % 100, 2);

@@ -10,6 +10,7 @@
 #include "files/ZeFileManager.h"
 #include "log/ConsoleEcho_p.h"
 #include "log/LineStamp_p.h"
+#include "log/LocalTime_p.h"
 #include "log/LogFile_p.h"
 #include "util/PublicClass.h"
 
@@ -108,10 +109,7 @@ QString applicationDirectory()
 
 QString newLogName()
 {
-    const std::time_t now = std::time(nullptr);
-    tzset();
-    tm local{};
-    localtime_r(&now, &local);
+    const std::tm local = ZeCore::localTime(std::time(nullptr));
     char name[sizeof("ZemixPro_yyyy-MM-dd_hh-mm-ss.log") + 8];
     std::strftime(name, sizeof(name), "ZemixPro_%Y-%m-%d_%H-%M-%S.log", &local);
     return QString::fromLatin1(name);
@@ -229,6 +227,7 @@ void ZeLog::stopThread()
 
 void ZeLog::run()
 {
+    const ZeCore::ThreadEnd end(this);
     removeLogs();
     while (!isNeedStop()) {
         if (!ZeCore::readShared(_isWriteLogToFile)) {

@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+// Calls the utility service in a process of its own:
+//   util_child identity       prints zcType, zcName, lastError, appInfoDir and logDir
+//   util_child run COMMAND    prints the result of processCmd and its output
+
+#include "util/PublicClass.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QTextStream>
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication app(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    QTextStream out(stdout);
+    PublicClass &service = *PublicClass::init();
+    if (arguments.value(1) == "identity") {
+        service.appDir = "/data/app";
+        service.initMember();
+        out << service.zcType << '\n'
+            << service.zcName << '\n'
+            << service.getLastError() << '\n'
+            << service.appInfoDir << '\n'
+            << service.logDir << '\n';
+        return 0;
+    }
+    if (arguments.value(1) == "run") {
+        QString text;
+        const bool result = service.processCmd(arguments.value(2), text, 20000, true);
+        out << (result ? "true" : "false") << '\n' << text << '\n';
+        return 0;
+    }
+    return 64;
+}

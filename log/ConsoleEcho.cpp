@@ -6,8 +6,9 @@
 #include "core/LocalText_p.h"
 
 #include <cerrno>
-#include <charconv>
 #include <cstring>
+#include <iterator>
+#include <limits>
 #include <memory>
 
 #include <poll.h>
@@ -46,11 +47,28 @@ char *append(char *to, const char *data, std::size_t size)
     return to + size;
 }
 
+/// Without std::to_chars(), whose table would become a symbol of this library.
+char *appendNumber(char *to, int number)
+{
+    auto rest = static_cast<unsigned>(number);
+    if (number < 0) {
+        *to++ = '-';
+        rest = 0U - rest;
+    }
+    char digits[std::numeric_limits<unsigned>::digits10 + 1];
+    char *first = std::end(digits);
+    do {
+        *--first = static_cast<char>('0' + rest % 10);
+        rest /= 10;
+    } while (rest != 0);
+    return append(to, first, static_cast<std::size_t>(std::end(digits) - first));
+}
+
 char *appendColorSequence(char *to, int colorCode)
 {
     *to++ = '\x1B';
     *to++ = '[';
-    to = std::to_chars(to, to + sequenceSize, colorCode).ptr;
+    to = appendNumber(to, colorCode);
     *to++ = 'm';
     return to;
 }

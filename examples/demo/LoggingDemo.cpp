@@ -1,0 +1,238 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+#include "LoggingDemo.h"
+
+#include "Demo.h"
+#include "log/ZeLog.h"
+#include "util/PublicClass.h"
+
+#include <QtCore/QDebug>
+#include <QtCore/QDir>
+#include <QtCore/QThread>
+#include <QtCore/QTime>
+
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int threadCount = 4;
+constexpr int maxWaitMs = 30000;
+constexpr qint64 fileLimit = 10 * 1024 * 1024;
+constexpr int keptFiles = 50;
+
+QList<QByteArray> linesOf(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QList<QByteArray> lines = file.readAll().split('\n');
+    lines.removeLast(); // behind the last line feed
+    return lines;
+}
+
+/// As a suite program leaves it after weeks of work.
+void fillLogDirectory(const QString &directory, int count)
+{
+    QDir().mkpath(directory);
+    for (int i = 0; i < count; ++i) {
+        QFile file(QString("%1/ZemixPro_2020-01-01_00-%2-00.log")
+                       .arg(directory)
+                       .arg(i, 2, 10, QChar('0')));
+        if (file.open(QIODevice::WriteOnly))
+            file.setFileTime(QDateTime(QDate(2020, 1, 1), QTime(0, i, 0)),
+                             QFileDevice::FileModificationTime);
+    }
+}
+
+bool isQueueEmpty()
+{
+    const QMutexLocker lock(&ZeLog::_mutex);
+    return ZeLog::_stringList.isEmpty();
+}
+
+void logBatch(int thread, int lines)
+{
+    for (int i = 0; i < lines; ++i) {
+        if (i % 10 == 9)
+            qCritical().noquote() << "[error][axis" + QString::number(thread) + "]"
+                                  << "following error, cycle" << i;
+        else
+            qWarning().noquote() << "[warning][axis" + QString::number(thread) + "]"
+                                 << "torque near its limit, cycle" << i;
+    }
+}
+
+} // namespace
+
+LoggingDemo::LoggingDemo(Demo &demo)
+    : m_demo(demo)
+    , m_consolePath(demo.directory() + "/console.txt")
+{
+    m_demo.headline("Logger: setting up");
+    m_time.start();
+    PublicClass &service = *PublicClass::init();
+    m_logDir = service.logDir;
+    fillLogDirectory(m_logDir, 60);
+    m_demo.fact("Log directory", m_logDir);
+    m_demo.fact("Old log files", QString::number(logFiles().size()));
+
+    m_savedStderr = ::dup(STDERR_FILENO);
+    const int console = ::open(qPrintable(m_consolePath), O_CREAT | O_WRONLY | O_APPEND, 0600);
+    ::dup2(console, STDERR_FILENO);
+    ::close(console);
+
+    m_log = std::make_unique<ZeLog>();
+    m_log->start();
+    qInstallMessageHandler(ZeLog::outputMessage);
+    qDebug().noquote() << "[debug][main] the logger is running";
+    ++m_linesLogged;
+    m_demo.check(waitUntilWritten(1), "the first line has created a log file");
+    m_demo.check(logFiles().size() == keptFiles + 1,
+                 "at its start the logger has pruned the old files to the 50 newest");
+}
+
+LoggingDemo::~LoggingDemo()
+{
+    stop();
+}
+
+void LoggingDemo::showParallelLogging()
+{
+    m_demo.headline("Logger: four threads log while a shell command runs");
+    const int linesPerThread = m_demo.isQuick() ? 500 : 10000;
+    QElapsedTimer time;
+    time.start();
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < threadCount; ++thread)
+        threads.emplace_back(logBatch, thread, linesPerThread);
+    QString output;
+    const bool finished = PublicClass::init()->processCmd(
+        "for i in 1 2 3; do echo step $i; sleep 0.1; done", output, 10000, true);
+    for (std::thread &thread : threads)
+        thread.join();
+    m_linesLogged += threadCount * linesPerThread + 2; // two by the command
+    m_demo.fact("Command output", output.simplified());
+    m_demo.check(finished && output == "step 1\nstep 2\nstep 3\n",
+                 "the command's output is complete");
+    m_demo.check(waitUntilWritten(m_linesLogged),
+                 QString("all %1 lines have reached the file").arg(m_linesLogged));
+    m_demo.fact("Time until then", QString("%1 ms").arg(time.elapsed()));
+
+    QHash<QByteArray, int> seen;
+    for (const QByteArray &line : linesOf(currentFile()))
+        ++seen[line.mid(line.indexOf("[Zemix]"))];
+    bool everyLineOnce = true;
+    for (int thread = 0; thread < threadCount; ++thread) {
+        for (int i = 0; i < linesPerThread; ++i) {
+            const char *form = i % 10 == 9
+                ? "[Zemix][error][axis%d] following error, cycle %d"
+                : "[Zemix][warning][axis%d] torque near its limit, cycle %d";
+            everyLineOnce =
+                everyLineOnce && seen.value(QString::asprintf(form, thread, i).toUtf8()) == 1;
+        }
+    }
+    m_demo.check(everyLineOnce, "each of them exactly once");
+    m_demo.check(linesOf(m_consolePath).size() == m_linesLogged,
+                 "the console has shown as many lines, in colour:");
+    for (const QByteArray &line : linesOf(m_consolePath).mid(m_linesLogged - 3))
+        m_demo.quote(QString::fromLocal8Bit(line));
+}
+
+void LoggingDemo::showChangeOfFile()
+{
+    m_demo.headline("Logger: a file beyond 10 MiB is followed by a new one");
+    const QString fullFile = currentFile();
+    const int linesBefore = m_linesLogged;
+    // One line at a time: what is queued behind the line that fills the file
+    // would be dropped with the change.
+    const QString filler(1024 * 1024, QChar('.'));
+    bool allWritten = true;
+    while (allWritten && QFileInfo(fullFile).size() <= fileLimit) {
+        qDebug().noquote() << filler;
+        allWritten = waitUntilWritten(++m_linesLogged);
+    }
+    const int linesInFull = m_linesLogged;
+    m_demo.fact("Size of the full file", QString("%1 bytes").arg(QFileInfo(fullFile).size()));
+
+    // File names have seconds: a new name needs a new second.
+    const int second = QTime::currentTime().second();
+    while (QTime::currentTime().second() == second)
+        QThread::msleep(10);
+    qDebug().noquote() << "this batch is dropped with the change of file";
+    while (!isQueueEmpty())
+        QThread::msleep(1);
+    qDebug().noquote() << "this line begins the new file";
+
+    QElapsedTimer waiting;
+    waiting.start();
+    while (currentFile() == fullFile && waiting.elapsed() < maxWaitMs)
+        QThread::msleep(10);
+    waitUntilWritten(1);
+    const QList<QByteArray> fresh = linesOf(currentFile());
+    m_demo.check(fresh.size() == 1
+                     && fresh.first().endsWith("[Zemix]this line begins the new file"),
+                 "the new file begins with the batch after the dropped one");
+    m_demo.check(linesOf(fullFile).size() == linesInFull && linesInFull > linesBefore && allWritten,
+                 "every line before the change of file is still in the full one");
+    m_demo.check(logFiles().size() == keptFiles + 1,
+                 "pruned again: the 50 newest and the new file remain");
+    m_demo.fact("Full file", QFileInfo(fullFile).fileName());
+    m_demo.fact("New file", QFileInfo(currentFile()).fileName());
+    m_linesLogged += 2;
+}
+
+void LoggingDemo::stop()
+{
+    if (!m_log)
+        return;
+    m_demo.headline("Logger: the clean stop, and the end of the log");
+    m_log->setNeedStop(true);
+    qDebug().noquote() << "[debug][main] goodbye"; // wakes the writer
+    m_demo.check(m_log->wait(maxWaitMs), "the writer has ended");
+    const QString lastFile = currentFile();
+    m_log.reset();
+    qInstallMessageHandler(nullptr);
+    ::dup2(m_savedStderr, STDERR_FILENO);
+    ::close(m_savedStderr);
+
+    const QList<QByteArray> lines = linesOf(lastFile);
+    for (const QByteArray &line : lines.mid(qMax(0, lines.size() - 5)))
+        m_demo.quote(QString::fromUtf8(line).left(100));
+
+    qint64 bytes = 0;
+    for (const QString &name : logFiles())
+        bytes += QFileInfo(m_logDir + '/' + name).size();
+    m_demo.addToSummary("Lines logged", QString::number(m_linesLogged));
+    m_demo.addToSummary("Log files kept", QString::number(logFiles().size()));
+    m_demo.addToSummary("Bytes in log files", QString::number(bytes));
+    m_demo.addToSummary("Time", QString("%1 ms").arg(m_time.elapsed()));
+}
+
+QStringList LoggingDemo::logFiles() const
+{
+    return QDir(m_logDir).entryList({"*.log"}, QDir::Files, QDir::Name);
+}
+
+QString LoggingDemo::currentFile() const
+{
+    // The names are dates, so the last one is the newest.
+    const QStringList names = logFiles();
+    return m_logDir + '/' + (names.isEmpty() ? QString() : names.last());
+}
+
+bool LoggingDemo::waitUntilWritten(int lines)
+{
+    QElapsedTimer waiting;
+    waiting.start();
+    while (linesOf(currentFile()).size() < lines) {
+        if (waiting.elapsed() > maxWaitMs)
+            return false;
+        QThread::msleep(5);
+    }
+    return linesOf(currentFile()).size() == lines;
+}

@@ -109,7 +109,10 @@ QString applicationDirectory()
 
 QString newLogName()
 {
-    const std::tm local = ZeCore::localTime(std::time(nullptr));
+    // The clock that stamps the lines: time(2) lags behind it at the turn of a second.
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const std::tm local = ZeCore::localTime(now.tv_sec);
     char name[sizeof("ZemixPro_yyyy-MM-dd_hh-mm-ss.log") + 8];
     std::strftime(name, sizeof(name), "ZemixPro_%Y-%m-%d_%H-%M-%S.log", &local);
     return QString::fromLatin1(name);

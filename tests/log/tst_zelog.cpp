@@ -145,6 +145,7 @@ private Q_SLOTS:
     void constructorWithoutDirectory();
     void constructorWithRelativeDirectory();
     void firstLineCreatesFile();
+    void fileIsNamedByTheClockOfTheLines();
     void batchesAreAppended();
     void textOfTheFile_data();
     void textOfTheFile();
@@ -269,6 +270,15 @@ void tst_ZeLog::firstLineCreatesFile()
     QCOMPARE(ZeLog::s_LogName, morningName);
     QCOMPARE(logFiles(), QStringList{morningName});
     QCOMPARE(contentOf(fileName(morningName)), QByteArray("[260115 083012.045][Zemix]开始\n"));
+}
+
+void tst_ZeLog::fileIsNamedByTheClockOfTheLines()
+{
+    // At the turn of the second, where time(2) still shows the one before.
+    const TestClock::Stopped clock(QDateTime(QDate(2026, 1, 15), QTime(8, 30, 13), Qt::UTC));
+    RunningLog running;
+    running.write("line");
+    QCOMPARE(logFiles(), QStringList{"ZemixPro_2026-01-15_08-30-13.log"});
 }
 
 void tst_ZeLog::batchesAreAppended()

@@ -180,8 +180,8 @@ QVariant ZeFileManager::jsonToVariant(const QByteArray &json)
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error != QJsonParseError::NoError) {
         if (json.size() < loggedBelow)
-            logWarning(operation) << error.errorString() << "json:"
-                                  << QString::fromUtf8(json.constData(), json.size());
+            logWarning(operation) << error.errorString()
+                                  << "json:" << QString::fromUtf8(json.constData(), json.size());
         else
             logWarning(operation) << error.errorString();
         setLastError(error.errorString());

@@ -38,7 +38,8 @@ QString errorLine(const QString &text)
 /// What a removal reports: the last error first, then its own warning.
 QStringList reported(const char *operation, const QString &text)
 {
-    return {errorLine(text), "W [warning][" + QString::fromLatin1(operation) + "] [ " + text + " ]"};
+    return {errorLine(text),
+            "W [warning][" + QString::fromLatin1(operation) + "] [ " + text + " ]"};
 }
 
 QString applicationDir()
@@ -235,8 +236,8 @@ void tst_Retention::keepNewestFilters()
     for (const char *name : {".a.log", "A.LOG", "[x].txt", "a.log", "alog", "b.txt", "log"})
         makeFile(name);
     // The same files that Qt's own listing would name.
-    const QStringList qtNames
-        = QDir(m_dir->path()).entryList(filters, QDir::Files | QDir::Hidden, QDir::Name);
+    const QStringList qtNames =
+        QDir(m_dir->path()).entryList(filters, QDir::Files | QDir::Hidden, QDir::Name);
     QCOMPARE(service().removeLastDateTimeFiles(m_dir->path(), filters, 0), !qtNames.isEmpty());
     QCOMPARE(files(), left);
     for (const QString &name : qtNames)
@@ -583,7 +584,8 @@ void tst_Retention::contentFailuresGoOn()
     }
     QStringList expected;
     expected << reported("removeDirWithContent", "remove " + path("tree/closed/1") + " file failed")
-             << reported("removeDirWithContent", "remove " + path("tree/closed/2%1") + " file failed")
+             << reported("removeDirWithContent",
+                         "remove " + path("tree/closed/2%1") + " file failed")
              << reported("removeDirWithContent", "remove " + path("tree/closed") + " dir failed")
              << reported("removeDirWithContent", "remove " + path("tree") + " dir failed");
     QCOMPARE(m_capture->lines(), expected);

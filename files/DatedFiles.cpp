@@ -39,7 +39,7 @@ public:
         if (isPlainSuffix(wildcard))
             m_suffix = wildcard.mid(1).toLower();
         else
-            m_pattern.reset(new QRegExp(wildcard, Qt::CaseInsensitive, QRegExp::Wildcard));
+            m_pattern = std::make_unique<QRegExp>(wildcard, Qt::CaseInsensitive, QRegExp::Wildcard);
     }
 
     bool matches(const QString &name) const

@@ -39,10 +39,12 @@ static_assert(sizeof(NeverDestroyed<QSemaphore>) == sizeof(QSemaphore), "same st
 
 } // namespace ZeCore
 
+// NOLINTBEGIN(bugprone-macro-parentheses): types and names take none
 // 101 is the first initialisation priority that is not reserved.
 #define ZELOG_STATIC(Type, variable, linkerName)                                                   \
     extern ZECORE_EXPORT ZeCore::NeverDestroyed<Type> variable __asm__(linkerName);                \
     ZeCore::NeverDestroyed<Type> variable __attribute__((init_priority(101)));
+// NOLINTEND(bugprone-macro-parentheses)
 
 // In this order: the names of files, then the queue and what guards it.
 ZELOG_STATIC(QString, zeLogLogName, "_ZN5ZeLog9s_LogNameE")

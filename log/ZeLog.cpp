@@ -189,7 +189,7 @@ void ZeLog::outputMessage(QtMsgType type, const QMessageLogContext & /*context*/
         // The clock is read under the lock, so lines are queued in order of time.
         const MutexLock lock(_mutex);
         s_lineStamp.write(line.data());
-        _stringList.append(std::move(line));
+        _stringList.append(line);
     }
     ZeCore::releasePermit(_synSem);
     ZeCore::echoToConsole(msg, colorOf(type));

@@ -50,7 +50,7 @@ void Demo::addToSummary(const QString &name, const QString &value)
 int Demo::finish()
 {
     headline("Summary");
-    for (const auto &row : m_summary)
+    for (const auto &row : qAsConst(m_summary))
         fact(row.first, row.second);
     print(QString());
     if (m_failures == 0)

@@ -22,7 +22,7 @@ namespace {
 
 constexpr int threadCount = 4;
 constexpr int maxWaitMs = 30000;
-constexpr qint64 fileLimit = 10 * 1024 * 1024;
+constexpr qint64 fileLimit = 10485760;
 constexpr int keptFiles = 50;
 
 QList<QByteArray> linesOf(const QString &path)
@@ -124,7 +124,8 @@ void LoggingDemo::showParallelLogging()
     m_demo.fact("Time until then", QString("%1 ms").arg(time.elapsed()));
 
     QHash<QByteArray, int> seen;
-    for (const QByteArray &line : linesOf(currentFile()))
+    const QList<QByteArray> lines = linesOf(currentFile());
+    for (const QByteArray &line : lines)
         ++seen[line.mid(line.indexOf("[Zemix]"))];
     bool everyLineOnce = true;
     for (int thread = 0; thread < threadCount; ++thread) {
@@ -139,7 +140,8 @@ void LoggingDemo::showParallelLogging()
     m_demo.check(everyLineOnce, "each of them exactly once");
     m_demo.check(linesOf(m_consolePath).size() == m_linesLogged,
                  "the console has shown as many lines, in colour:");
-    for (const QByteArray &line : linesOf(m_consolePath).mid(m_linesLogged - 3))
+    const QList<QByteArray> lastEchoes = linesOf(m_consolePath).mid(m_linesLogged - 3);
+    for (const QByteArray &line : lastEchoes)
         m_demo.quote(QString::fromLocal8Bit(line));
 }
 
@@ -201,14 +203,16 @@ void LoggingDemo::stop()
     ::close(m_savedStderr);
 
     const QList<QByteArray> lines = linesOf(lastFile);
-    for (const QByteArray &line : lines.mid(qMax(0, lines.size() - 5)))
+    const QList<QByteArray> lastLines = lines.mid(qMax(0, lines.size() - 5));
+    for (const QByteArray &line : lastLines)
         m_demo.quote(QString::fromUtf8(line).left(100));
 
     qint64 bytes = 0;
-    for (const QString &name : logFiles())
+    const QStringList names = logFiles();
+    for (const QString &name : names)
         bytes += QFileInfo(m_logDir + '/' + name).size();
     m_demo.addToSummary("Lines logged", QString::number(m_linesLogged));
-    m_demo.addToSummary("Log files kept", QString::number(logFiles().size()));
+    m_demo.addToSummary("Log files kept", QString::number(names.size()));
     m_demo.addToSummary("Bytes in log files", QString::number(bytes));
     m_demo.addToSummary("Time", QString("%1 ms").arg(m_time.elapsed()));
 }

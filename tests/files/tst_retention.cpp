@@ -113,7 +113,7 @@ private:
     void makeFiles(int count, const QString &suffix)
     {
         for (int i = 0; i < count; ++i)
-            makeFile(QString::number(i) + suffix, baseMs + i * 1000);
+            makeFile(QString::number(i) + suffix, baseMs + i * qint64(1000));
     }
     void closeDirectory(const QString &name) { QCOMPARE(::chmod(qPrintable(path(name)), 0555), 0); }
 
@@ -196,8 +196,8 @@ void tst_Retention::keepNewestInTheHourThatComesTwice()
     qputenv("TZ", "Europe/Berlin");
     tzset();
     const qint64 change = QDateTime(QDate(2026, 10, 25), QTime(1, 0), Qt::UTC).toMSecsSinceEpoch();
-    makeFile("before", change - 30 * 60000);
-    makeFile("after", change + 10 * 60000);
+    makeFile("before", change - 1800000);
+    makeFile("after", change + 600000);
     QVERIFY(service().removeLastDateTimeFiles(m_dir->path(), {}, 1));
     QCOMPARE(files(), QStringList{"after"});
 }

@@ -607,7 +607,7 @@ void tst_ZeFileManager::writeJsonFileThatCannotBeOpened()
         QVERIFY(!service().writeJsonFile(file, QVariantList{1}, QJsonDocument::Compact));
         const QString text = "Open file failed:" + file;
         QCOMPARE(ZeFileManager::getLastError(), text);
-        QCOMPARE(m_capture->take().last(), errorLine(text));
+        QCOMPARE(m_capture->take().constLast(), errorLine(text));
     }
 }
 
@@ -808,7 +808,7 @@ void tst_ZeFileManager::truncateFileFailures()
     for (const QString &file : {m_dir->path(), path("no/file"), path("read-only")}) {
         const Unprivileged user;
         QVERIFY(!service().truncateFile(file, 1));
-        QCOMPARE(m_capture->take().last(), errorLine("Failed to open file:" + file));
+        QCOMPARE(m_capture->take().constLast(), errorLine("Failed to open file:" + file));
     }
     QCOMPARE(contentOf(path("read-only")), QByteArray("1\n2\n"));
 

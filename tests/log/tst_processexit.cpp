@@ -31,7 +31,8 @@ QByteArray loggedBelow(const QString &base)
 {
     QByteArray content;
     const QDir dir(base + "/appInfo/log");
-    for (const QString &name : dir.entryList({"ZemixPro_*.log"}, QDir::Files, QDir::Name)) {
+    const QStringList names = dir.entryList({"ZemixPro_*.log"}, QDir::Files, QDir::Name);
+    for (const QString &name : names) {
         QFile file(dir.filePath(name));
         if (file.open(QIODevice::ReadOnly))
             content += file.readAll();

@@ -47,7 +47,8 @@ QByteArray contentOf(const QString &path)
 QStringList messagesIn(const QString &path)
 {
     QStringList messages;
-    for (const QByteArray &line : contentOf(path).split('\n'))
+    const QList<QByteArray> lines = contentOf(path).split('\n');
+    for (const QByteArray &line : lines)
         messages.append(QString::fromUtf8(line.mid(26)));
     messages.removeLast(); // after the last line feed
     return messages;
@@ -68,7 +69,7 @@ void makeOldLogs(const QString &directory, int count)
 {
     for (int i = 0; i < count; ++i)
         makeFile(QStringLiteral("%1/old_%2.log").arg(directory).arg(i, 3, 10, QLatin1Char('0')), 1,
-                 1000000000000 + i * 1000);
+                 1000000000000 + i * qint64(1000));
 }
 
 bool joined(ZeLog &log)
@@ -238,8 +239,9 @@ void tst_ZeLog::constructorCannotMakeDirectory()
         QVERIFY(joined(log));
     }
     QCOMPARE(capture.lines().size(), 1);
-    QVERIFY(capture.lines().first().startsWith("C [error][run] Open log file failed[" + m_logDir));
-    QVERIFY(capture.lines().first().endsWith("]:Not a directory"));
+    QVERIFY(
+        capture.lines().constFirst().startsWith("C [error][run] Open log file failed[" + m_logDir));
+    QVERIFY(capture.lines().constFirst().endsWith("]:Not a directory"));
 }
 
 void tst_ZeLog::constructorWithoutDirectory()
@@ -458,7 +460,7 @@ void tst_ZeLog::prunesAtStartEvenIfNotWriting()
     ZeLog::setWriteLogToFile(false);
     RunningLog running;
     QTRY_COMPARE(logFiles().size(), 50);
-    QCOMPARE(logFiles().first(), QStringLiteral("old_005.log"));
+    QCOMPARE(logFiles().constFirst(), QStringLiteral("old_005.log"));
 }
 
 void tst_ZeLog::leftoverPermits()
@@ -594,7 +596,7 @@ void tst_ZeLog::removeLogsKeepsFifty()
     QVERIFY(QDir::setCurrent(m_dir->path()));
     log.removeLogs();
     QCOMPARE(logFiles().size(), 50);
-    QCOMPARE(logFiles().first(), QStringLiteral("old_003.log"));
+    QCOMPARE(logFiles().constFirst(), QStringLiteral("old_003.log"));
     QVERIFY(!QFileInfo::exists(fileName("UPPER.LOG")));
     QVERIFY(!QFileInfo::exists(fileName(".hidden.log")));
     QVERIFY(QFileInfo::exists(fileName("other.txt")));

@@ -7,7 +7,7 @@
 # Usage: test_install.sh SOURCE_DIR BUILD_DIR COMPILER FLAGS
 
 set -euo pipefail
-source_dir=$1 build_dir=$2 compiler=$3 flags=$4
+source_dir=$1 build_dir=$2 compiler=$3 flags=${4-}
 consumer=$source_dir/tests/package/consumer
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

@@ -27,6 +27,7 @@ int now(clockid_t clock, timespec *time)
 } // namespace
 
 // These stand before the C library's in the order of symbol look-up.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
 int clock_gettime(clockid_t clock, timespec *time) noexcept
@@ -56,6 +57,7 @@ time_t time(time_t *result) noexcept
 }
 
 } // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace TestClock {
 

@@ -277,7 +277,7 @@ void tst_PublicClass::initMemberAgain()
     QVERIFY(service.zcType == 1 || service.zcType == 2);
     QCOMPARE(service.zcName,
              service.zcType == 1 ? QStringLiteral("ZC930") : QStringLiteral("ZC520"));
-    QCOMPARE(capture.lines().last(),
+    QCOMPARE(capture.lines().constLast(),
              "D [debug][initMember] _zcType: " + QString::number(service.zcType)
                  + " ZC-Name: " + service.zcName);
 }

@@ -34,6 +34,14 @@ install(FILES
     DESTINATION "${ZECORE_CMAKE_DIR}"
 )
 
+# Found from where the file itself lies, so that an installed tree can be moved.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+    set(ZECORE_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+else()
+    file(RELATIVE_PATH up "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+    string(REGEX REPLACE "/$" "" up "${up}")
+    set(ZECORE_PC_PREFIX "\${pcfiledir}/${up}")
+endif()
 # pkg-config joins its paths to ${prefix}; an absolute GNUInstallDirs path stands alone.
 foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
     if(IS_ABSOLUTE "${CMAKE_INSTALL_${dir}}")

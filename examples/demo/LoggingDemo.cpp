@@ -49,12 +49,6 @@ void fillLogDirectory(const QString &directory, int count)
     }
 }
 
-bool isQueueEmpty()
-{
-    const QMutexLocker lock(&ZeLog::_mutex);
-    return ZeLog::_stringList.isEmpty();
-}
-
 void logBatch(int thread, int lines)
 {
     for (int i = 0; i < lines; ++i) {
@@ -166,11 +160,13 @@ void LoggingDemo::showChangeOfFile()
     while (QTime::currentTime().second() == second)
         QThread::msleep(10);
     qDebug().noquote() << "this batch is dropped with the change of file";
-    while (!isQueueEmpty())
-        QThread::msleep(1);
+    // The change of file prunes: the full file is the 50th now.
+    QElapsedTimer waiting;
+    waiting.start();
+    while (logFiles().size() != keptFiles && waiting.elapsed() < maxWaitMs)
+        QThread::msleep(5);
     qDebug().noquote() << "this line begins the new file";
 
-    QElapsedTimer waiting;
     waiting.start();
     while (currentFile() == fullFile && waiting.elapsed() < maxWaitMs)
         QThread::msleep(10);

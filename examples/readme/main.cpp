@@ -22,6 +22,7 @@ int main(int argc, char **argv)
     QString output;
     if (service->processCmd("uname -sr", output, 5000, true))
         qWarning().noquote() << "running on" << service->zcName << output.trimmed();
+    service->waitSTime(1); // the program's own work; events are served
 
     log->setNeedStop(true); // the clean stop: ask,
     qDebug() << "goodbye";  // wake the writer with a last line,

@@ -3,12 +3,15 @@
 
 #include "core/BaseObject.h"
 #include "core/BaseThread.h"
+#include "core/Sync_p.h"
 #include "support/Capture.h"
 
 #include <QtCore/QMetaMethod>
+#include <QtCore/QTimer>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <atomic>
 #include <type_traits>
 
 using TestSupport::Capture;
@@ -35,8 +38,16 @@ protected:
 /// Lives in an event loop, which stopThread() must end.
 class LoopWorker : public BaseThread
 {
+public:
+    std::atomic<bool> isServing{false};
+
 protected:
-    void run() override { exec(); }
+    void run() override
+    {
+        const ZeCore::ThreadEnd end(this);
+        QTimer::singleShot(0, [this] { isServing = true; });
+        exec();
+    }
 };
 
 } // namespace
@@ -215,6 +226,7 @@ void tst_BaseObject::stopThreadEndsEventLoop()
 {
     LoopWorker worker;
     worker.start();
+    QTRY_VERIFY(worker.isServing);
     worker.stopThread();
     QVERIFY(worker.isFinished());
 }

@@ -3,6 +3,7 @@
 
 #include "log/ZeLog.h"
 
+#include "core/LocalText_p.h"
 #include "core/LogTag_p.h"
 #include "core/ServiceHolder_p.h"
 #include "core/Sync_p.h"
@@ -21,6 +22,8 @@
 #include <ctime>
 #include <mutex>
 #include <optional>
+
+#include <unistd.h>
 
 using ZeCore::LineStamp;
 using ZeCore::LogFile;
@@ -220,7 +223,10 @@ void ZeLog::removeLogs()
     // An unknown directory would stand for the current one: its files are not ours.
     if (!directory.isEmpty())
         ZeCore::removeAllButNewest(directory, {QStringLiteral("*.log")}, keptFiles);
-    QDir::setCurrent(applicationDir);
+    // As QDir::setCurrent() does, but without the codecs that Qt deletes during exit.
+    // A failure leaves the current directory as it is; there is no one to tell.
+    if (::chdir(ZeCore::toLocalBytes(applicationDir).constData()) != 0)
+        return;
 }
 
 void ZeLog::stopThread()

@@ -113,6 +113,9 @@ public:
     /// line has woken it.
     void stopThread() override;
 
+    /// The writer loop, run by start() on the thread of the object.
+    void run() override;
+
     /// @name Switches
     /// Assigned by the program. @{
     static bool _isRelease;        ///< true: the handler does nothing. Set by the destructor.
@@ -164,10 +167,6 @@ public:
     static int BACK_GROUND_CYAN;
     static int BACK_GROUND_WHITE;
     /// @}
-
-protected:
-    /// The writer loop.
-    void run() override;
 
 private:
     Q_DISABLE_COPY(ZeLog)

@@ -10,6 +10,8 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDebug>
+#include <QtCore/QDir>
+#include <QtCore/QFile>
 
 #include <cstdio>
 #include <cstdlib>
@@ -43,6 +45,7 @@ struct LogsBeforeMain
 };
 
 const LogsBeforeMain s_beforeMain;
+QString s_base;
 const LogsAtExit s_first{"first"};
 
 void useServices()
@@ -71,16 +74,24 @@ ZeLog *startLog()
     return log;
 }
 
-void waitForEmptyQueue()
+/// Waits until the log files hold @p text.
+void waitUntilWritten(const QByteArray &text)
 {
-    while (ZeLog::_synSem.available() != 0)
+    const QDir dir(s_base + "/appInfo/log");
+    for (;;) {
+        const QStringList names = dir.entryList({"*.log"}, QDir::Files);
+        for (const QString &name : names) {
+            QFile file(dir.filePath(name));
+            if (file.open(QIODevice::ReadOnly) && file.readAll().contains(text))
+                return;
+        }
         ::usleep(1000);
-    ::usleep(50000);
+    }
 }
 
 void stopLog(ZeLog *log)
 {
-    waitForEmptyQueue();
+    waitUntilWritten("logged");
     log->setNeedStop(true);
     qDebug() << "end of log";
     log->wait();
@@ -145,7 +156,7 @@ int run(const char *scenario)
         startLog();
         releaseServices();
         qDebug() << "after the services";
-        ::usleep(100000); // long enough for the writer to handle the line
+        waitUntilWritten("after the services");
         return 0;
     }
     if (is("exit-from-thread")) {
@@ -172,7 +183,8 @@ int run(const char *scenario)
     }
     if (is("destroy-waiting-writer")) {
         ZeLog *const log = startLog();
-        waitForEmptyQueue(); // the writer waits for a permit then
+        waitUntilWritten("logged");
+        ::usleep(200000); // the writer waits for a permit then
         std::printf("destroying\n");
         std::fflush(stdout);
         delete log; // never returns
@@ -196,10 +208,8 @@ int main(int argc, char **argv)
     static const LogsAtExit last{"last"};
     QCoreApplication app(argc, argv);
     if (argc > 2) {
-        const QString base = QString::fromLocal8Bit(argv[2]);
-        PublicClass::init()->appDir = base;
-        PublicClass::init()->appInfoDir = base + QStringLiteral("/appInfo");
-        PublicClass::init()->logDir = base + QStringLiteral("/appInfo/log");
+        s_base = QString::fromLocal8Bit(argv[2]);
+        PublicClass::init()->logDir = s_base + QStringLiteral("/appInfo/log");
     }
     return run(argc > 1 ? argv[1] : "nothing");
 }

@@ -4,6 +4,7 @@
 #include "support/Child.h"
 
 #include <QtCore/QDir>
+#include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QTest>
 
@@ -144,9 +145,7 @@ void tst_ProcessExit::stoppedLogIsSilent()
     QVERIFY2(child.endedWith(0), child.report());
     QVERIFY2(!child.err.contains("static destructor"), child.report());
     QVERIFY2(!child.err.contains("~PublicClass"), child.report());
-    const QByteArray logged = loggedBelow(dir.path());
-    QVERIFY2(logged.endsWith("[Zemix]end of log\n"), logged);
-    QCOMPARE(logged.count("[Zemix]logged\n"), 1);
+    QCOMPARE(loggedBelow(dir.path()).count("[Zemix]logged\n"), 1);
 }
 
 void tst_ProcessExit::writerOutlivesTheServices()
@@ -168,9 +167,14 @@ void tst_ProcessExit::linesBeforeMain()
 void tst_ProcessExit::destroyingAWaitingWriterBlocks()
 {
     const QTemporaryDir dir;
-    const ChildResult child = runScenario("destroy-waiting-writer", dir.path(), "C.UTF-8", 3000);
-    QVERIFY2(child.timedOut, child.report());
-    QCOMPARE(child.out, QByteArray("destroying\n"));
+    QProcess child;
+    child.start(helperPath("exit_child"), {"destroy-waiting-writer", dir.path()});
+    QVERIFY(child.waitForReadyRead(60000));
+    const bool ended = child.waitForFinished(2000);
+    child.kill();
+    QVERIFY(ended || child.waitForFinished(60000));
+    QVERIFY(!ended);
+    QCOMPARE(child.readAllStandardOutput(), QByteArray("destroying\n"));
 }
 
 QTEST_GUILESS_MAIN(tst_ProcessExit)

@@ -481,6 +481,7 @@ void tst_ZeLog::stopWaitsForALine()
     logText("first");
     QTRY_VERIFY(RunningLog::isQueueEmpty());
     QTRY_COMPARE(ZeLog::_synSem.available(), 0);
+    QTest::qWait(200);
     log.setNeedStop(true);
     log.quit();
     QVERIFY(!log.wait(150)); // it waits for a permit

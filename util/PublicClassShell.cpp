@@ -13,168 +13,177 @@ namespace {
 using ZeCore::logDebug;
 using ZeCore::logWarning;
 
-/// What a shell that finished in time has left.
-struct ShellResult
+enum class LineFeeds { Keep, Blank };
+
+/// One run of one command line: what the four operations have in common.
+class ShellCommand
 {
-    int exitCode = 0;
-    QString errorString;
-    QByteArray standardOutput;
-    QString standardError;
+public:
+    /// @p operation is the name in the log lines. The command is copied: callers
+    /// may pass the same object for the command and the output.
+    ShellCommand(const char *operation, const QString &command)
+        : m_operation(operation)
+        , m_command(command)
+    {
+    }
+
+    void logStart() const
+    {
+        logDebug(m_operation) << QStringLiteral("[开始执行cmd指令: %1]").arg(m_command);
+    }
+
+    /// Runs the command to its end. After a time-out, which kills the shell,
+    /// failure() tells about it.
+    bool run(int timeoutMs)
+    {
+        QProcess shell;
+        shell.start(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), m_command});
+        const bool isFinished = shell.waitForFinished(timeoutMs);
+        m_exitCode = shell.exitCode();
+        m_errorString = shell.errorString();
+        if (isFinished) {
+            m_standardOutput = shell.readAllStandardOutput();
+            m_standardError = QString::fromLocal8Bit(shell.readAllStandardError());
+        } else {
+            logWarning(m_operation) << "[" << m_errorString << "]";
+        }
+        shell.close();
+        return isFinished;
+    }
+
+    QString failure() const
+    {
+        return QStringLiteral("exitCode:[%1]%2").arg(QString::number(m_exitCode), m_errorString);
+    }
+
+    /// @p text behind the command that it is about.
+    QString inCommand(const QString &text) const
+    {
+        return QStringLiteral("[cmd:%1]%2").arg(m_command, text);
+    }
+
+    int exitCode() const { return m_exitCode; }
+    const QByteArray &standardOutput() const { return m_standardOutput; }
 
     /// The output as text. The bytes go, so that a flood is not held twice.
     QString takeOutputText()
     {
-        QString text = QString::fromLocal8Bit(standardOutput);
-        standardOutput.clear();
+        QString text = QString::fromLocal8Bit(m_standardOutput);
+        m_standardOutput.clear();
         return text;
     }
-};
 
-enum class StandardError { Read, Ignore };
-
-void logStart(const char *operation, const QString &cmd)
-{
-    logDebug(operation) << QStringLiteral("[开始执行cmd指令: %1]").arg(cmd);
-}
-
-/// Runs @p cmd to its end. After a time-out the shell has been killed and
-/// @p failure holds "exitCode:[code]error".
-bool runShell(const char *operation, const QString &cmd, int timeoutMs, StandardError channel,
-              ShellResult &result, QString &failure)
-{
-    QProcess shell;
-    shell.start(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), cmd});
-    if (!shell.waitForFinished(timeoutMs)) {
-        const QString error = shell.errorString();
-        failure = QStringLiteral("exitCode:[%1]%2").arg(QString::number(shell.exitCode()), error);
-        logWarning(operation) << "[" << error << "]";
-        shell.close();
-        return false;
+    /// What stands in for an empty output. A command that succeeds in silence
+    /// yields the process's default error text, "Unknown error": callers compare
+    /// against it.
+    QString outputInstead() const
+    {
+        return m_standardError.isEmpty() ? m_errorString : m_standardError;
     }
-    result.exitCode = shell.exitCode();
-    result.errorString = shell.errorString();
-    result.standardOutput = shell.readAllStandardOutput();
-    if (channel == StandardError::Read)
-        result.standardError = QString::fromLocal8Bit(shell.readAllStandardError());
-    shell.close();
-    return true;
-}
 
-QString inCommand(const QString &cmd, const QString &text)
-{
-    return QStringLiteral("[cmd:%1]%2").arg(cmd, text);
-}
+    void logResult(const QString &output, LineFeeds lineFeeds) const
+    {
+        QString line = resultLine(output);
+        if (lineFeeds == LineFeeds::Blank)
+            line.replace(QLatin1Char('\n'), QLatin1Char(' '));
+        logDebug(m_operation) << line;
+    }
 
-enum class LineFeeds { Keep, Blank };
+    /// The result without the output, which the caller does not want to be seen.
+    void logResultWithoutOutput() const
+    {
+        logDebug(m_operation)
+            << QStringLiteral("[返回cmd指令结果:DoNotPrint: cmd.exitCode:%1]").arg(m_exitCode);
+    }
 
-void logResult(const char *operation, const QString &output, const ShellResult &result,
-               LineFeeds lineFeeds)
-{
-    const QString code = QString::number(result.exitCode);
-    QString line = result.exitCode == 0
-        ? QStringLiteral("[返回cmd指令结果:%1 cmd.exitCode:%2 cmd.readAllStandardError:%3]")
-              .arg(output, code, result.standardError)
-        : QStringLiteral("[返回cmd指令结果:%1 cmd.exitCode:%2 cmd.errorString:%3 "
-                         "cmd.readAllStandardError:%4]")
-              .arg(output, code, result.errorString, result.standardError);
-    if (lineFeeds == LineFeeds::Blank)
-        line.replace(QLatin1Char('\n'), QLatin1Char(' '));
-    logDebug(operation) << line;
-}
+private:
+    QString resultLine(const QString &output) const
+    {
+        const QString code = QString::number(m_exitCode);
+        if (m_exitCode == 0) {
+            return QStringLiteral(
+                       "[返回cmd指令结果:%1 cmd.exitCode:%2 cmd.readAllStandardError:%3]")
+                .arg(output, code, m_standardError);
+        }
+        return QStringLiteral("[返回cmd指令结果:%1 cmd.exitCode:%2 cmd.errorString:%3 "
+                              "cmd.readAllStandardError:%4]")
+            .arg(output, code, m_errorString, m_standardError);
+    }
 
-/// What stands in for an empty standard output. A command that succeeds in
-/// silence yields the process's default error text, "Unknown error": callers
-/// compare against it.
-QString outputInstead(const ShellResult &result)
-{
-    return result.standardError.isEmpty() ? result.errorString : result.standardError;
-}
+    const char *m_operation;
+    QString m_command;
+    int m_exitCode = 0;
+    QString m_errorString;
+    QByteArray m_standardOutput;
+    QString m_standardError;
+};
 
 } // namespace
 
 bool PublicClass::processCmd(const QString &cmd, QString &out, int timeoutMs, bool print)
 {
-    constexpr auto operation = "processCmd";
-    const QString command = cmd; // out may be the same object
-    logStart(operation, command);
-
-    ShellResult result;
-    QString failure;
-    if (!runShell(operation, command, timeoutMs, StandardError::Read, result, failure)) {
-        out = inCommand(command, failure);
+    ShellCommand shell("processCmd", cmd);
+    shell.logStart();
+    if (!shell.run(timeoutMs)) {
+        out = shell.inCommand(shell.failure());
         return false;
     }
-
-    out = result.takeOutputText();
-    if (result.exitCode == 0 && !print)
-        logDebug(operation)
-            << QStringLiteral("[返回cmd指令结果:DoNotPrint: cmd.exitCode:%1]").arg(0);
+    out = shell.takeOutputText();
+    if (shell.exitCode() == 0 && !print)
+        shell.logResultWithoutOutput();
     else
-        logResult(operation, out, result, LineFeeds::Blank);
+        shell.logResult(out, LineFeeds::Blank);
     if (out.isEmpty())
-        out = outputInstead(result);
+        out = shell.outputInstead();
     return true;
 }
 
 bool PublicClass::processCmd2(const QString &cmd, QByteArray &out, int timeoutMs)
 {
-    constexpr auto operation = "processCmd2";
-    logStart(operation, cmd);
-
-    ShellResult result;
-    QString failure;
-    if (!runShell(operation, cmd, timeoutMs, StandardError::Read, result, failure)) {
-        out = failure.toLocal8Bit();
+    ShellCommand shell("processCmd2", cmd);
+    shell.logStart();
+    if (!shell.run(timeoutMs)) {
+        out = shell.failure().toLocal8Bit();
         return false;
     }
-
-    out = result.standardOutput;
-    logResult(operation, QString::fromUtf8(out), result, LineFeeds::Keep);
+    out = shell.standardOutput();
+    shell.logResult(QString::fromUtf8(out), LineFeeds::Keep);
     if (out.isEmpty())
-        out = outputInstead(result).toLocal8Bit();
+        out = shell.outputInstead().toLocal8Bit();
     return true;
 }
 
 bool PublicClass::processCmd3(const QString &cmd, QString &out, int timeoutMs, int &exitCode,
                               bool print)
 {
-    constexpr auto operation = "processCmd3";
-    const QString command = cmd; // out may be the same object
+    ShellCommand shell("processCmd3", cmd);
     if (print)
-        logStart(operation, command);
-
-    ShellResult result;
-    QString failure;
-    if (!runShell(operation, command, timeoutMs, StandardError::Read, result, failure)) {
-        out = failure;
+        shell.logStart();
+    if (!shell.run(timeoutMs)) {
+        out = shell.failure();
         return false;
     }
-
-    exitCode = result.exitCode;
-    out = result.takeOutputText();
-    logResult(operation, out, result, LineFeeds::Keep);
+    exitCode = shell.exitCode();
+    out = shell.takeOutputText();
+    shell.logResult(out, LineFeeds::Keep);
     if (out.isEmpty())
-        out = outputInstead(result);
-    return result.exitCode == 0;
+        out = shell.outputInstead();
+    return exitCode == 0;
 }
 
 bool PublicClass::cmdHalSh(const QString &cmd, QString &out, int timeoutMs)
 {
-    constexpr auto operation = "cmdHalSh";
-    const QString command = cmd; // out may be the same object
-    logStart(operation, command);
-
-    ShellResult result;
-    QString failure;
-    if (!runShell(operation, command, timeoutMs, StandardError::Ignore, result, failure)) {
-        out = inCommand(command, failure);
+    ShellCommand shell("cmdHalSh", cmd);
+    shell.logStart();
+    if (!shell.run(timeoutMs)) {
+        out = shell.inCommand(shell.failure());
         return false;
     }
-
-    out = result.takeOutputText();
+    out = shell.takeOutputText();
+    // The whole text: with a line end it is no failure, and callers rely on it.
     if (out == QLatin1String("failed")) {
-        out = inCommand(command, out);
-        logWarning(operation) << out;
+        out = shell.inCommand(out);
+        logWarning("cmdHalSh") << out;
         return false;
     }
     return true;

@@ -220,9 +220,8 @@ void ZeLog::removeLogs()
 {
     const QString applicationDir = applicationDirectory();
     const QString directory = logDirectory();
-    // An unknown directory would stand for the current one: its files are not ours.
-    if (!directory.isEmpty())
-        ZeCore::removeAllButNewest(directory, {QStringLiteral("*.log")}, keptFiles);
+    // An unknown directory, whose name is empty, holds nothing to remove.
+    ZeCore::removeAllButNewest(directory, {QStringLiteral("*.log")}, keptFiles);
     // As QDir::setCurrent() does, but without the codecs that Qt deletes during exit.
     // A failure leaves the current directory as it is; there is no one to tell.
     if (::chdir(ZeCore::toLocalBytes(applicationDir).constData()) != 0)

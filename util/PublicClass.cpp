@@ -49,10 +49,6 @@ PublicClass::ZcType codeOfModel(const QString &name)
 
 QString nameOfModel(int code)
 {
-    // ZC410 comes from the model file only, which gave its name already; callers
-    // rely on getting no name for the bare code.
-    if (code == PublicClass::Zc410)
-        return QString();
     const auto model = std::find_if(modelNames.begin(), modelNames.end(),
                                     [code](const ModelName &m) { return m.code == code; });
     return model != modelNames.end() ? QString(model->name) : QString();

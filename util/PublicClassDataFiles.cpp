@@ -1,0 +1,250 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+#include "util/PublicClass.h"
+
+#include "core/JsonTree_p.h"
+#include "core/LogTag_p.h"
+#include "util/TextUpToNul_p.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QDateTime>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+#include <QtCore/QJsonObject>
+#include <QtCore/QSettings>
+#include <QtCore/QStringList>
+
+#include <cstring>
+
+namespace {
+
+using ZeCore::logDebug;
+using ZeCore::logWarning;
+
+/// Parses @p data; logs and returns false if it is no JSON or an empty document.
+bool parseDocument(const char *operation, const QByteArray &data, QJsonDocument &document)
+{
+    QJsonParseError error{};
+    document = QJsonDocument::fromJson(data, &error);
+    if (error.error != QJsonParseError::NoError) {
+        logWarning(operation) << "[" << error.errorString() << "]";
+        return false;
+    }
+    if (ZeCore::isEmptyDocument(document)) {
+        logWarning(operation) << "[jsonDocument.isEmpty()]";
+        return false;
+    }
+    return true;
+}
+
+/// The whole contents of a file; empty if it cannot be opened.
+QByteArray contentsOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QString inApplicationDir(const QString &path)
+{
+    return QStringLiteral("%1/%2").arg(QCoreApplication::applicationDirPath(), path);
+}
+
+QString historyPath()
+{
+    return inApplicationDir(QStringLiteral("appInfo/backupFile/ActionHistory.txt"));
+}
+
+/// Collects the lines of a text that arrives in blocks.
+class LineCollector
+{
+public:
+    void add(const QByteArray &block)
+    {
+        const char *const end = block.constData() + block.size();
+        const char *start = block.constData();
+        while (const char *feed = findLineFeed(start, end)) {
+            addLine(start, feed);
+            start = feed + 1;
+        }
+        m_begun.append(start, static_cast<int>(end - start));
+    }
+
+    /// All lines; a last one without an end counts.
+    QStringList finish()
+    {
+        if (!m_begun.isEmpty())
+            m_lines.append(ZeCore::textUpToNul(m_begun));
+        return m_lines;
+    }
+
+private:
+    static const char *findLineFeed(const char *start, const char *end)
+    {
+        const auto size = static_cast<size_t>(end - start);
+        return static_cast<const char *>(std::memchr(start, '\n', size));
+    }
+
+    void addLine(const char *start, const char *feed)
+    {
+        if (m_begun.isEmpty()) {
+            appendEnded(start, static_cast<int>(feed - start));
+            return;
+        }
+        m_begun.append(start, static_cast<int>(feed - start));
+        appendEnded(m_begun.constData(), m_begun.size());
+        m_begun.clear();
+    }
+
+    /// A carriage return belongs to the line's end only right before the feed.
+    void appendEnded(const char *line, int size)
+    {
+        const bool returns = size > 0 && line[size - 1] == '\r';
+        m_lines.append(ZeCore::textUpToNul(line, returns ? size - 1 : size));
+    }
+
+    QStringList m_lines;
+    QByteArray m_begun; ///< what the blocks so far have begun and not ended
+};
+
+} // namespace
+
+bool PublicClass::isJson(const QByteArray &data)
+{
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(data, &error);
+    if (error.error != QJsonParseError::NoError) {
+        setLastError(QStringLiteral("%1:%2").arg(QLatin1String("isJson"), error.errorString()));
+        return false;
+    }
+    if (ZeCore::isEmptyDocument(document)) {
+        setLastError(QStringLiteral("json:%1 is empty").arg(ZeCore::textUpToNul(data)));
+        return false;
+    }
+    return true;
+}
+
+QVariant PublicClass::getJsonVariant(const QByteArray &data)
+{
+    QJsonDocument document;
+    if (!parseDocument("getJsonVariant", data, document))
+        return QVariant();
+    return ZeCore::toVariantTree(document);
+}
+
+QVariant PublicClass::getJsonVariant(const QString &path)
+{
+    const QFileInfo info(path);
+    QByteArray data;
+    if (info.isFile())
+        data = contentsOf(info.absoluteFilePath());
+    else
+        logWarning("getJsonVariant") << "[" << path << "is not a file]";
+    return getJsonVariant(data);
+}
+
+QString PublicClass::getValueFromJson(const QByteArray &data) const
+{
+    constexpr auto operation = "getValueFromJson";
+    QJsonDocument document;
+    if (!parseDocument(operation, data, document))
+        return QString();
+    if (document.isArray()) {
+        logDebug(operation) << "[jsonDocument.isArray]";
+        return QString();
+    }
+    // Of several members the last one wins; callers rely on it.
+    const QVariantMap members = ZeCore::toVariantTree(document).toMap();
+    return members.last().toString();
+}
+
+QByteArray PublicClass::qVariantToByteArray(const QVariant &v,
+                                            const QJsonDocument::JsonFormat &fmt) const
+{
+    if (v.isNull())
+        return QByteArray();
+    switch (v.userType()) {
+    case QMetaType::QString:
+        return v.toString().toLocal8Bit();
+    case QMetaType::QVariantMap:
+    case QMetaType::QVariantList:
+        return QJsonDocument::fromVariant(v).toJson(fmt);
+    case QMetaType::QByteArray:
+        return v.toByteArray();
+    default:
+        return QByteArray();
+    }
+}
+
+bool PublicClass::writeJsonFile(const QString &path, const QVariant &v,
+                                QJsonDocument::JsonFormat fmt)
+{
+    const QJsonDocument document = ZeCore::documentFromVariant(v);
+    if (ZeCore::isEmptyDocument(document)) {
+        setLastError(QStringLiteral("json format is incorrect"));
+        return false;
+    }
+    const QByteArray bytes = document.toJson(fmt);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        setLastError(QStringLiteral("Fail to open file:%1").arg(path));
+        return false;
+    }
+    file.write(bytes); // not looked at: callers rely on true for a file that opened
+    return true;
+}
+
+QVariant PublicClass::readIni(const QString &path, const QString &key)
+{
+    return QSettings(path, QSettings::IniFormat).value(key);
+}
+
+void PublicClass::writeIni(const QString &path, const QString &key, const QVariant &value)
+{
+    QSettings(inApplicationDir(path), QSettings::IniFormat).setValue(key, value);
+}
+
+QStringList PublicClass::readTxt(const QString &path)
+{
+    constexpr qint64 blockSize = 1024 * 1024;
+    QFile file(path);
+    if (path.isEmpty() || !file.open(QIODevice::ReadOnly))
+        return QStringList();
+    // Not in text mode, in which Qt drops or keeps a lone carriage return
+    // depending on where in the file it stands.
+    LineCollector lines;
+    for (QByteArray block = file.read(blockSize); !block.isEmpty(); block = file.read(blockSize))
+        lines.add(block);
+    return lines.finish();
+}
+
+QMap<QString, QString> PublicClass::readKeyComparison(const QString &path)
+{
+    QMap<QString, QString> table;
+    const QJsonObject root = QJsonDocument::fromJson(contentsOf(path)).object();
+    const QStringList keys = root.value(QLatin1String("ShiftForge")).toObject().keys();
+    // The inner object only names the keys; what they stand for is in the root.
+    for (const QString &key : keys)
+        table.insert(key, root.value(key).toString());
+    return table;
+}
+
+QByteArray PublicClass::readAllActionHistory()
+{
+    return contentsOf(historyPath());
+}
+
+bool PublicClass::writeActionHistory(const QString &text)
+{
+    // Without a buffer the record reaches the file in one piece, and at its end
+    // whatever other processes have added meanwhile.
+    QFile file(historyPath());
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered)) {
+        setLastError(file.errorString());
+        return false;
+    }
+    const QString time =
+        QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+    file.write(QStringLiteral("%1\t%2\r\n").arg(time, text).toUtf8());
+    return true;
+}

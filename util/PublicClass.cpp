@@ -7,6 +7,7 @@
 #include "core/ServiceHolder_p.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QEventLoop>
 #include <QtCore/QFile>
 #include <QtCore/QThread>
 #include <QtCore/QTimer>
@@ -63,6 +64,14 @@ bool readModelFile(QString &name)
     const QByteArray line = file.readLine();
     name = QString::fromUtf8(line.constData()).simplified(); // up to the first NUL
     return true;
+}
+
+/// Serves the pending events of the calling thread. The loop object is for threads
+/// that Qt did not start: QCoreApplication::processEvents() alone ignores them.
+void serveEvents()
+{
+    if (QCoreApplication::instance())
+        QEventLoop().processEvents();
 }
 
 } // namespace
@@ -170,7 +179,7 @@ void PublicClass::waitMSTime(int ms)
 {
     if (ms > 0)
         QThread::msleep(static_cast<unsigned long>(ms));
-    QCoreApplication::processEvents();
+    serveEvents();
 }
 
 void PublicClass::deleteTimer(QTimer **t)

@@ -4,11 +4,11 @@
 #include "util/PublicClass.h"
 
 #include "core/LogTag_p.h"
+#include "util/DirectoryGuard_p.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDateTime>
 #include <QtCore/QDir>
-#include <QtCore/QFileInfo>
 #include <QtCore/QRegExp>
 #include <QtCore/QStringList>
 #include <QtCore/QTextCodec>
@@ -72,23 +72,11 @@ QString passwordPool(bool digits, bool lower, bool upper)
     return pool;
 }
 
-/// Whether @p path is the directory @p directory or one that it lies in, under
-/// whatever name.
-bool containsDirectory(const QString &path, const QString &directory)
-{
-    const QString outer = QFileInfo(path).canonicalFilePath();
-    const QString inner = QFileInfo(directory).canonicalFilePath();
-    if (outer.isEmpty()) // not there, so nothing to lose
-        return false;
-    return inner == outer || inner.startsWith(outer + QLatin1Char('/'))
-        || outer == QDir::rootPath();
-}
-
 /// Removes the tree @p path, but never one that holds the installed program. An
 /// empty path counts as such: to QDir it is the current directory.
 bool removeTree(const QString &path)
 {
-    if (path.isEmpty() || containsDirectory(path, QCoreApplication::applicationDirPath()))
+    if (path.isEmpty() || ZeCore::containsDirectory(path, QCoreApplication::applicationDirPath()))
         return false;
     return QDir(path).removeRecursively();
 }

@@ -27,7 +27,7 @@ struct SizeUnit
     QLatin1String name;
 };
 
-constexpr std::array<SizeUnit, 4> sizeUnits{{
+const std::array<SizeUnit, 4> sizeUnits{{
     {1.0, QLatin1String("B")},
     {1024.0, QLatin1String("KB")},
     {1024.0 * 1024.0, QLatin1String("MB")},

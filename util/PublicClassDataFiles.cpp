@@ -201,7 +201,8 @@ QVariant PublicClass::readIni(const QString &path, const QString &key)
 
 void PublicClass::writeIni(const QString &path, const QString &key, const QVariant &value)
 {
-    QSettings(inApplicationDir(path), QSettings::IniFormat).setValue(key, value);
+    QSettings settings(inApplicationDir(path), QSettings::IniFormat);
+    settings.setValue(key, value);
 }
 
 QStringList PublicClass::readTxt(const QString &path)

@@ -250,12 +250,11 @@ void tst_SendGlobalMsg::logLineComesBeforeTheSignal()
 {
     SendGlobalMsg *bus = SendGlobalMsg::init();
     Capture capture;
-    QObject context;
     QList<int> linesAtArrival;
-    connect(bus, &SendGlobalMsg::sigSendGlobalMsg, &context,
-            [&] { linesAtArrival << capture.lines().size(); });
-    connect(bus, &SendGlobalMsg::sigSendGlobalMsgResult, &context,
-            [&] { linesAtArrival << capture.lines().size(); });
+    QObject context; // destroyed before what its slots use
+    const auto count = [&linesAtArrival, &capture] { linesAtArrival << capture.lines().size(); };
+    connect(bus, &SendGlobalMsg::sigSendGlobalMsg, &context, count);
+    connect(bus, &SendGlobalMsg::sigSendGlobalMsgResult, &context, count);
     bus->sendGlobalMsg(SendGlobalMsg::E_GS_SaveLayout, 1);
     bus->sendGlobalMsgResult(SendGlobalMsg::E_GS_SaveLayout, 1, false);
     QCOMPARE(linesAtArrival, (QList<int>{1, 2}));

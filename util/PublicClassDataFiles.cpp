@@ -207,7 +207,7 @@ void PublicClass::writeIni(const QString &path, const QString &key, const QVaria
 
 QStringList PublicClass::readTxt(const QString &path)
 {
-    constexpr qint64 blockSize = 1024 * 1024;
+    constexpr qint64 blockSize = 1 << 20;
     QFile file(path);
     if (path.isEmpty() || !file.open(QIODevice::ReadOnly))
         return QStringList();

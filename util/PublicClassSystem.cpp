@@ -93,9 +93,9 @@ void PublicClass::rebootSelf()
     QCoreApplication::exit(0);
 }
 
-void PublicClass::openDir(QString dir)
+// NOLINTNEXTLINE(performance-unnecessary-value-param): callers are built against it
+void PublicClass::openDir(QString /*dir*/)
 {
-    Q_UNUSED(dir)
     logWarning("openDir")
         << "Fail to open file: ShellExecuteA is only valid under the window platform";
 }

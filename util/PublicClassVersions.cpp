@@ -93,6 +93,7 @@ bool PublicClass::isLowVersion(QString a, QString b)
     return true;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): callers are built against it
 bool PublicClass::isSameGyroVersion(QString a, QString b)
 {
     GyroLabel first;
@@ -108,6 +109,7 @@ bool PublicClass::isSameGyroVersion(QString a, QString b)
     return first.version.contains(dot) && first.version == second.version;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): callers are built against it
 bool PublicClass::isLowGyroVersion(QString a, QString b)
 {
     GyroLabel first;

@@ -600,7 +600,7 @@ void tst_DataFiles::readTxtOfNoFile()
 
 void tst_DataFiles::readTxtHuge()
 {
-    constexpr qint64 size = 100 * 1024 * 1024;
+    constexpr qint64 size = 100 << 20;
     int count = 0;
     {
         QFile file(path());

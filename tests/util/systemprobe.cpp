@@ -73,10 +73,13 @@ int main(int argc, char *argv[])
     const QStringList arguments = QCoreApplication::arguments();
     const QString operation = arguments.value(1);
     const QString argument = arguments.value(2);
-    if (operation == QLatin1String("rebootSelf"))
+    if (qEnvironmentVariableIsSet("ZECORE_RESTART_REPORT"))
+        return reportRestart(qEnvironmentVariable("ZECORE_RESTART_REPORT"), arguments);
+    if (operation == QLatin1String("rebootSelf")) {
+        // Inherited by the second start, which therefore is the last in any case.
+        qputenv("ZECORE_RESTART_REPORT", argument.toUtf8());
         return runInLoop([&service] { service.rebootSelf(); });
-    if (argument == QLatin1String("rebootSelf")) // the second start: one argument more
-        return reportRestart(arguments.value(3), arguments);
+    }
     if (operation == QLatin1String("getPid")) {
         print("result " + QByteArray::number(service.getPid(argument)));
         return 0;

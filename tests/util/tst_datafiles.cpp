@@ -310,8 +310,7 @@ void tst_DataFiles::getValueFromJson_data()
     QTest::newRow("text, not number order") << QByteArray(R"({"9":"1","10":"2"})") << "1";
     QTest::newRow("number") << QByteArray(R"({"a":3})") << "3";
     QTest::newRow("fraction") << QByteArray(R"({"a":0.5})") << "0.5";
-    QTest::newRow("great number is a double")
-        << QByteArray(R"({"a":10000000000000000000000})") << "1e+22";
+    QTest::newRow("great number is a double") << QByteArray(R"({"a":1000000000000000})") << "1e+15";
     QTest::newRow("true") << QByteArray(R"({"a":true})") << "true";
     QTest::newRow("null") << QByteArray(R"({"a":"1","b":null})") << "";
     QTest::newRow("object") << QByteArray(R"({"a":"1","b":{"c":"2"}})") << "";

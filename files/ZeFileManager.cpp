@@ -3,6 +3,7 @@
 
 #include "files/ZeFileManager.h"
 
+#include "core/CreatedTime_p.h"
 #include "core/JsonTree_p.h"
 #include "core/LogTag_p.h"
 #include "core/ServiceHolder_p.h"
@@ -75,13 +76,6 @@ void replaceByLines(QFile &file, QTextStream &stream, const QVector<QString> &li
     stream.flush();
     if (stream.status() == QTextStream::Ok && file.flush())
         file.resize(file.pos());
-}
-
-/// The time from which retention by days counts.
-QDateTime creationTime(const QFileInfo &info)
-{
-    const QDateTime birth = info.fileTime(QFileDevice::FileBirthTime);
-    return birth.isValid() ? birth : info.fileTime(QFileDevice::FileMetadataChangeTime);
 }
 
 } // namespace
@@ -315,7 +309,7 @@ bool ZeFileManager::removeFilesByDateOfDay(const QString &dirPath, const QString
     const QVector<DatedFile> files = ZeCore::filesNewestFirst(dirPath, nameFilters);
     for (const DatedFile &file : files) {
         const QFileInfo info(dir, file.name);
-        if (qAbs(now.daysTo(creationTime(info))) <= days)
+        if (qAbs(now.daysTo(ZeCore::createdTime(info))) <= days)
             continue;
         const QString path = info.absoluteFilePath();
         if (!QFile::remove(path)) {

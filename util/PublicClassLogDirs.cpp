@@ -3,23 +3,13 @@
 
 #include "util/PublicClass.h"
 
+#include "core/CreatedTime_p.h"
 #include "core/LogTag_p.h"
 
-#include <QtCore/QDateTime>
 #include <QtCore/QFileInfo>
 #include <QtCore/QStringList>
 
 namespace {
-
-/// What QFileInfo::created() gives: the first of these times that is known.
-QDateTime createdTime(const QFileInfo &info)
-{
-    const QDateTime birth = info.birthTime();
-    if (birth.isValid())
-        return birth;
-    const QDateTime change = info.metadataChangeTime();
-    return change.isValid() ? change : info.lastModified();
-}
 
 void addLogDir(QMap<QString, QVariant> &catalogue, const QString &name, const QString &location)
 {
@@ -28,7 +18,7 @@ void addLogDir(QMap<QString, QVariant> &catalogue, const QString &name, const QS
     catalogue.insert(filePath,
                      QVariantMap{{QStringLiteral("file_path"), filePath},
                                  {QStringLiteral("dir_name"), name},
-                                 {QStringLiteral("created_date_time"), createdTime(info)}});
+                                 {QStringLiteral("created_date_time"), ZeCore::createdTime(info)}});
     constexpr auto operation = "addLogDirList";
     if (info.isDir())
         ZeCore::logDebug(operation) << "[目录存在:" << filePath << "]";

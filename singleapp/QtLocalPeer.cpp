@@ -4,6 +4,7 @@
 #include "singleapp/QtLocalPeer.h"
 
 #include "singleapp/LocalMessage_p.h"
+#include "singleapp/TemporaryPath_p.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QCoreApplication>
@@ -41,7 +42,7 @@ QtLocalPeer::QtLocalPeer(QObject *parent, const QString &appId)
     , m_id(appId.isEmpty() ? QCoreApplication::applicationFilePath() : appId)
     , m_socketName(appSessionId(m_id))
     , m_server(new QLocalServer(this))
-    , m_lockFile(QDir(QDir::tempPath()).absolutePath() + QLatin1Char('/') + m_socketName
+    , m_lockFile(QDir(ZeCore::temporaryPath()).absolutePath() + QLatin1Char('/') + m_socketName
                  + QLatin1String("-lockfile"))
 {
     m_server->setSocketOptions(QLocalServer::UserAccessOption); // whatever the umask

@@ -6,9 +6,9 @@
 #include "singleapp/InstanceTable_p.h"
 #include "singleapp/QtLocalPeer.h"
 #include "singleapp/QtLockedFile.h"
+#include "singleapp/TemporaryPath_p.h"
 
 #include <QtCore/QDebug>
-#include <QtCore/QDir>
 #include <QtCore/QSharedMemory>
 #include <QtCore/QVector>
 
@@ -39,7 +39,7 @@ public:
 private:
     static QString path(const QString &appId)
     {
-        QString path = QDir::tempPath();
+        QString path = ZeCore::temporaryPath();
         if (!path.endsWith(QLatin1Char('/')))
             path += QLatin1Char('/');
         return path + QtLocalPeer::appSessionId(appId) + QLatin1String("-instances");

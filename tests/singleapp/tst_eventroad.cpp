@@ -108,6 +108,7 @@ void tst_EventRoad::failedSave()
         logged.removeLast();
     QCOMPARE(logged, messages);
 
+    QVERIFY(base.remove()); // it lay in the sandbox, where nothing else may be left
     QCOMPARE(m_sandbox.entries(), QStringList());
 }
 

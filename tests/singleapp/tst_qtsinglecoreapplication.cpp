@@ -69,6 +69,7 @@ private Q_SLOTS:
     void temporaryDirectoryLost();
     void strangersCannotReachTheTable();
     void strangerHoldsTheTableLock();
+    void strangerHoldsAPeerLock();
     void cleanerTakesTheFiles();
 
 private:
@@ -236,6 +237,14 @@ void tst_QtSingleCoreApplication::ownProcessIsNeverATarget()
     const QByteArray own = QByteArray::number(first->pid());
     QCOMPARE(first->ask("running " + own), QByteArray("running no"));
     QCOMPARE(first->ask("send 1000 " + own + " x"), QByteArray("sent no"));
+    // Nor is an id that its peer could not be told apart from.
+    const QString prefix = m_id + QLatin1Char('-');
+    const QString name = QtLocalPeer::appSessionId(prefix + QString::fromLatin1(own));
+    qint64 twin = deadPid;
+    while (QtLocalPeer::appSessionId(prefix + QString::number(twin)) != name)
+        ++twin;
+    QCOMPARE(first->ask("running " + QByteArray::number(twin)), QByteArray("running no"));
+    QCOMPARE(first->ask("send 1000 " + QByteArray::number(twin) + " x"), QByteArray("sent no"));
     // Its lock and its peer are as good as before.
     const Instance second = start();
     QCOMPARE(second->line(), QByteArray("ready"));
@@ -611,6 +620,28 @@ void tst_QtSingleCoreApplication::strangerHoldsTheTableLock()
     QCOMPARE(instance->line(), QByteArray("ready"));
     QVERIFY(instance->finish());
     QCOMPARE(instance->errors(), QByteArray());
+    QCOMPARE(::chmod(QFile::encodeName(m_sandbox.path()).constData(), 0755), 0);
+}
+
+void tst_QtSingleCoreApplication::strangerHoldsAPeerLock()
+{
+    if (::geteuid() != 0)
+        QSKIP("only root can play another user");
+    QCOMPARE(::chmod(QFile::encodeName(m_sandbox.path()).constData(), 0777), 0);
+    const QString peer = m_id + QLatin1Char('-') + QString::number(deadPid);
+    const Instance instance = start();
+    QCOMPARE(instance->line(), QByteArray("ready"));
+    LiveChild stranger(QStringLiteral("lock_child"),
+                       {m_sandbox.fileOf(peer, "-lockfile"), QStringLiteral("write"),
+                        QStringLiteral("wait"), QStringLiteral("nobody")});
+    QCOMPARE(stranger.line(), QByteArray("waiting"));
+    QCOMPARE(stranger.line(), QByteArray("locked"));
+    const QByteArray dead = QByteArray::number(deadPid);
+    QCOMPARE(instance->ask("running " + dead), QByteArray("running yes"));
+    QCOMPARE(instance->ask("send 100 " + dead + " x"), QByteArray("sent no"));
+    QVERIFY(stranger.finish());
+    QCOMPARE(instance->ask("running " + dead), QByteArray("running no"));
+    QVERIFY(instance->finish());
     QCOMPARE(::chmod(QFile::encodeName(m_sandbox.path()).constData(), 0755), 0);
 }
 

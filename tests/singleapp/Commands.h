@@ -65,10 +65,10 @@ inline void waitForEndOfInput()
 class CommandReader
 {
 public:
-    explicit CommandReader(std::function<void(const QList<QByteArray> &words)> handle)
+    explicit CommandReader(const std::function<void(const QList<QByteArray> &words)> &handle)
         : m_notifier(STDIN_FILENO, QSocketNotifier::Read)
     {
-        QObject::connect(&m_notifier, &QSocketNotifier::activated, [this, handle] {
+        QObject::connect(&m_notifier, &QSocketNotifier::activated, &m_notifier, [this, handle] {
             char buffer[4096];
             const auto count = ::read(STDIN_FILENO, buffer, sizeof buffer);
             if (count <= 0) {

@@ -100,7 +100,7 @@ int fake(const QString &id, const QString &kind)
     } else if (kind != QLatin1String("lock")) {
         server.listen(name);
     }
-    QObject::connect(&server, &QLocalServer::newConnection, [&server, kind] {
+    QObject::connect(&server, &QLocalServer::newConnection, &server, [&server, kind] {
         QLocalSocket *socket = server.nextPendingConnection();
         if (kind == QLatin1String("greedy"))
             socket->setReadBufferSize(1);

@@ -102,7 +102,7 @@ void tst_QtSingleCoreApplication::cleanup()
     m_sandbox.use();
     const QStringList left = m_sandbox.entries();
     Sandbox::removeTable(m_id);
-    for (const QString &name : m_sandbox.entries())
+    for (const QString &name : left)
         QFile::remove(m_sandbox.path() + QLatin1Char('/') + name);
     QCOMPARE(left, QStringList());
 }

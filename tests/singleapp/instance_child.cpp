@@ -39,6 +39,12 @@ int main(int argc, char **argv)
                          else
                              socket->deleteLater();
                      });
+    if (auto *peer = app.findChild<QtLocalPeer *>()) {
+        QObject::connect(peer, &QObject::destroyed, peer, [] {
+            if (!QCoreApplication::instance())
+                say("the peer outlived the application");
+        });
+    }
     say("ready");
     if (extra == "brief")
         return 0;

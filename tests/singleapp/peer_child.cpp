@@ -5,7 +5,6 @@
 //   peer_child ask ID                        says whether it is a client, and stays
 //   peer_child send ID TIMEOUT BLOCK HEX     sends a text, says the result and the time
 //   peer_child fill ID TIMEOUT COUNT         sends COUNT times "x"
-//   peer_child many ID TIMEOUT COUNT         sends COUNT texts, says how many arrived
 //   peer_child fake ID ANSWER                holds the lock and answers with ANSWER:
 //     lock (does not listen), late (listens after a while), mute, slow (the right
 //     bytes one by one), nak, short ("ac", then closes), close, greedy (reads nothing)
@@ -16,7 +15,6 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
-#include <QtCore/QPointer>
 #include <QtCore/QThread>
 #include <QtCore/QTimer>
 #include <QtNetwork/QLocalServer>
@@ -53,16 +51,6 @@ int fill(const QString &id, const QStringList &arguments)
     QtLocalPeer peer(nullptr, id);
     const QString text(arguments.at(4).toInt(), QLatin1Char('x'));
     say(QByteArray("sent ") + yesNo(peer.sendMessage(text, arguments.at(3).toInt(), false)));
-    return 0;
-}
-
-int many(const QString &id, const QStringList &arguments)
-{
-    QtLocalPeer peer(nullptr, id);
-    int arrived = 0;
-    for (int i = 0; i < arguments.at(4).toInt(); ++i)
-        arrived += peer.sendMessage(QString::number(i), arguments.at(3).toInt(), false) ? 1 : 0;
-    say("sent " + QByteArray::number(arrived));
     return 0;
 }
 
@@ -131,7 +119,5 @@ int main(int argc, char **argv)
         return send(id, arguments);
     if (mode == QLatin1String("fill"))
         return fill(id, arguments);
-    if (mode == QLatin1String("many"))
-        return many(id, arguments);
     return fake(id, arguments.at(3));
 }

@@ -10,6 +10,8 @@
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QMetaMethod>
+#include <QtCore/QPointer>
+
 #include <QtCore/QtEndian>
 #include <QtNetwork/QLocalSocket>
 #include <QtTest/QSignalSpy>
@@ -618,14 +620,13 @@ void tst_QtLocalPeer::receiverMayDeleteThePeer()
 {
     auto *peer = new QtLocalPeer(nullptr, m_id);
     QVERIFY(!peer->isClient());
-    bool gone = false;
-    connect(peer, &QObject::destroyed, this, [&gone] { gone = true; });
+    const QPointer<QtLocalPeer> watch(peer);
     // With the peer goes its socket, which nobody took.
     connect(peer, &QtLocalPeer::messageReceived, this, [peer] { delete peer; });
     const RawSocket client(socketPath());
     const RawSocket waiting(socketPath());
     client.write(frame("go"));
-    QTRY_VERIFY(gone);
+    QTRY_VERIFY(!watch);
     QCOMPARE(client.read(1000), QByteArray("ack(end)"));
     QCOMPARE(waiting.read(1000), QByteArray("(end)"));
     QVERIFY(!QFileInfo::exists(lockPath()));
@@ -636,10 +637,8 @@ void tst_QtLocalPeer::senderStalls_data()
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("text");
     QTest::newRow("after the length") << announcement(10) << "";
-    QTest::newRow("in the text") << announcement(10) + "half"
-                                 << "half";
-    QTest::newRow("announces a gigabyte") << announcement(1 << 30) + "few"
-                                          << "few";
+    QTest::newRow("in a text of a gigabyte") << announcement(1 << 30) + "few"
+                                             << "few";
 }
 
 void tst_QtLocalPeer::senderStalls()
@@ -819,9 +818,7 @@ void tst_QtLocalPeer::floodOfConnections()
 
 void tst_QtLocalPeer::manyMessagesLeaveNothing()
 {
-    const int count = qEnvironmentVariableIsSet("ZECORE_TEST_MESSAGES")
-        ? qEnvironmentVariableIntValue("ZECORE_TEST_MESSAGES")
-        : (isSanitized ? 2000 : 20000);
+    constexpr int count = isSanitized ? 2000 : 100000;
     constexpr int warmUp = 100;
     Server server(m_id);
     server.deleteSockets(true);

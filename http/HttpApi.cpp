@@ -1,0 +1,274 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+#include "http/HttpApi.h"
+
+#include "core/JsonTree_p.h"
+#include "core/LogTag_p.h"
+#include "core/ServiceHolder_p.h"
+#include "files/TreeSweep_p.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QDir>
+#include <QtCore/QEventLoop>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QPointer>
+#include <QtCore/QThread>
+#include <QtCore/QTimer>
+#include <QtCore/QUrl>
+#include <QtNetwork/QNetworkReply>
+#include <QtNetwork/QNetworkRequest>
+
+using ZeCore::logDebug;
+using ZeCore::logWarning;
+
+QSharedPointer<HttpApi> HttpApi::instance;
+QMutex HttpApi::_mutex;
+
+namespace {
+
+/// The request for an address as people write it, with blanks and characters of
+/// any language: encoded in full once, so that every spelling of it is sent alike.
+QNetworkRequest requestFor(const QString &address)
+{
+    const QByteArray encoded = QUrl(address, QUrl::TolerantMode).toEncoded(QUrl::FullyEncoded);
+    QNetworkRequest request;
+    request.setUrl(QUrl(QString::fromLatin1(encoded), QUrl::TolerantMode));
+    return request;
+}
+
+/// Whether @p path is the directory @p dir or one of its parents, links resolved.
+bool holdsDirectory(const QString &path, const QString &dir)
+{
+    const QString outer = QFileInfo(path).canonicalFilePath();
+    const QString inner = QFileInfo(dir).canonicalFilePath();
+    return outer == QLatin1String("/") || (!outer.isEmpty() && inner == outer)
+        || (!outer.isEmpty() && inner.startsWith(outer + QLatin1Char('/')));
+}
+
+} // namespace
+
+HttpApi::HttpApi(QObject *parent)
+    : QObject(parent)
+    , m_statusCodes{QStringLiteral("201"), QStringLiteral("401"), QStringLiteral("403"),
+                    QStringLiteral("404")}
+{
+    Q_UNUSED(m_reservedNumber);
+}
+
+HttpApi::~HttpApi() = default;
+
+QSharedPointer<HttpApi> &HttpApi::init()
+{
+    return ZeCore::ServiceHolder<HttpApi>::init(instance, _mutex);
+}
+
+void HttpApi::releaseThis()
+{
+    ZeCore::ServiceHolder<HttpApi>::release();
+}
+
+bool HttpApi::getUrl(const QString &url)
+{
+    if (url.isEmpty())
+        return false;
+    if (!isOnOwnThread()) {
+        logWarning("getUrl") << "[ not the thread of the service ]";
+        return false;
+    }
+    m_isSuccess = false;
+    const QNetworkRequest request = requestFor(url);
+    logDebug("getUrl") << "[request.url:" << request.url().toString() << "]";
+
+    const QPointer<HttpApi> self(this);
+    await(m_manager.get(request));
+    return self && m_isSuccess;
+}
+
+bool HttpApi::isOnOwnThread() const
+{
+    // The manager is a member without parent: it stays behind if a program moves
+    // the object to another thread.
+    return thread() == QThread::currentThread() && m_manager.thread() == thread();
+}
+
+/// Waits for the outcome of @p pendingReply and deletes it. The object may be gone
+/// afterwards.
+void HttpApi::await(QNetworkReply *pendingReply)
+{
+    const QPointer<QNetworkReply> reply(pendingReply);
+    const QPointer<QTimer> timer(new QTimer(this));
+    // A request has one outcome: slots of the signal may run an event loop of their
+    // own, in which neither the reply nor the timer may speak up once more.
+    const auto silence = [this, reply, timer] {
+        timer->stop();
+        disconnect(reply, nullptr, this, nullptr);
+    };
+    connect(timer, &QTimer::timeout, this, [this, silence] {
+        silence();
+        setLastError(QStringLiteral("Timed out"));
+        Q_EMIT sigHttpRequstFinished();
+    });
+    // There is no progress to show; the connection belongs to every request.
+    connect(reply, &QNetworkReply::downloadProgress, this, [](qint64, qint64) {});
+    connect(reply, &QNetworkReply::finished, this, [this, reply, silence] {
+        silence();
+        takeResult(reply);
+        Q_EMIT sigHttpRequstFinished();
+    });
+    // The end of a nested request ends this one as well, and drops its reply.
+    connect(this, &HttpApi::sigHttpRequstFinished, timer, silence);
+    timer->start(m_requestTimeoutMs);
+
+    QEventLoop loop;
+    connect(this, SIGNAL(sigHttpRequstFinished()), &loop, SLOT(quit()));
+    connect(this, &QObject::destroyed, &loop, &QEventLoop::quit);
+    loop.exec();
+    delete timer;
+    delete reply;
+}
+
+void HttpApi::takeResult(QNetworkReply *reply)
+{
+    if (reply->error() != QNetworkReply::NoError) {
+        setLastError(reply->errorString());
+        return;
+    }
+    const QByteArray body = reply->readAll();
+    if (body.isEmpty()) {
+        setLastError(QStringLiteral("warning: result is empty"));
+        return;
+    }
+    m_isSuccess = true;
+    setReq(body);
+}
+
+bool HttpApi::getIsSuccess() const
+{
+    return m_isSuccess;
+}
+
+void HttpApi::setIsSuccess(bool isSuccess)
+{
+    m_isSuccess = isSuccess;
+}
+
+QVariant HttpApi::getReq() const
+{
+    return m_req;
+}
+
+void HttpApi::setReq(const QVariant &req)
+{
+    m_req = req;
+}
+
+QString HttpApi::getToken() const
+{
+    return m_token;
+}
+
+void HttpApi::setToken(const QString &token)
+{
+    m_token = token;
+}
+
+QString HttpApi::lastError() const
+{
+    return m_lastError;
+}
+
+void HttpApi::setLastError(const QString &text)
+{
+    m_lastError = text;
+    qDebug() << "!!!!Error: " << text;
+}
+
+QVariant HttpApi::getJsonVariant(const QByteArray &data)
+{
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(data, &parseError);
+    if (parseError.error != QJsonParseError::NoError) {
+        reportJson(parseError.errorString(), parseError.errorString());
+        return QVariant();
+    }
+    if (ZeCore::isEmptyDocument(document)) {
+        const QString text = QStringLiteral("jsonDocument.isEmpty()");
+        // The line shows brackets twice, and callers rely on it.
+        reportJson(QLatin1Char('[') + text + QLatin1Char(']'), text);
+        return QVariant();
+    }
+    return ZeCore::toVariantTree(document);
+}
+
+QVariant HttpApi::getJsonVariant(const QString &filePath)
+{
+    QByteArray data;
+    const QFileInfo info(filePath);
+    if (!info.isFile()) {
+        setLastError(QStringLiteral("Not file: %1").arg(info.filePath()));
+    } else {
+        QFile file(info.absoluteFilePath());
+        if (file.open(QIODevice::ReadOnly))
+            data = file.readAll();
+    }
+    return getJsonVariant(data);
+}
+
+QByteArray HttpApi::getJsonBytes(const QVariant &value)
+{
+    return QJsonDocument::fromVariant(value).toJson();
+}
+
+QString HttpApi::getFileNameByUrl(const QString &url)
+{
+    QString path = url;
+    path.replace(QLatin1Char('\\'), QLatin1Char('/'));
+    const int slash = path.lastIndexOf(QLatin1Char('/'));
+    return slash < 0 ? QString() : path.mid(slash + 1);
+}
+
+bool HttpApi::removeDirWithContent(const QString &path, const QStringList &excludedNames)
+{
+    const QString applicationDir = QCoreApplication::applicationDirPath();
+    const QDir dir;
+    // QDir takes an empty path for the current directory, which must not be emptied.
+    const bool exists = !path.isEmpty() && dir.exists(path);
+    if (exists)
+        ZeCore::sweepTree(path, excludedNames,
+                          [this](const QString &text) { reportRemoval(text); });
+    else
+        reportRemoval(QStringLiteral("%1 dir is not exists").arg(dir.absolutePath()));
+    QDir::setCurrent(applicationDir);
+    return exists;
+}
+
+void HttpApi::remakePath(const QString &path)
+{
+    const QString applicationDir = QCoreApplication::applicationDirPath();
+    QDir::setCurrent(applicationDir);
+    if (holdsDirectory(path, applicationDir)) {
+        reportRemoval(QStringLiteral("remove %1 dir failed").arg(QDir(path).absolutePath()));
+        return;
+    }
+    removeDirWithContent(path, {});
+    if (!path.isEmpty())
+        QDir().mkpath(path);
+    QDir::setCurrent(applicationDir);
+}
+
+/// Writes @p detail as a warning first and then stores @p text. Removals do it the
+/// other way round, and readers of the logs rely on either order.
+void HttpApi::reportJson(const QString &detail, const QString &text)
+{
+    logWarning("getJsonVariant") << "[" << detail << "]";
+    setLastError(text);
+}
+
+void HttpApi::reportRemoval(const QString &text)
+{
+    setLastError(text);
+    logWarning("removeDirWithContent") << "[" << text << "]";
+}

@@ -74,8 +74,8 @@ bool HttpApi::getUrl(const QString &url)
 {
     if (url.isEmpty())
         return false;
-    if (!isOnOwnThread()) {
-        logWarning("getUrl") << "[ not the thread of the service ]";
+    if (const char *obstacle = obstacleToWaiting()) {
+        logWarning("getUrl") << "[" << obstacle << "]";
         return false;
     }
     m_isSuccess = false;
@@ -87,11 +87,17 @@ bool HttpApi::getUrl(const QString &url)
     return self && m_isSuccess;
 }
 
-bool HttpApi::isOnOwnThread() const
+/// Why this call cannot run an event loop for the manager; null if it can.
+const char *HttpApi::obstacleToWaiting() const
 {
+    if (!QCoreApplication::instance())
+        return "no application object"; // an event loop would spin for ever
     // The manager is a member without parent: it stays behind if a program moves
     // the object to another thread.
-    return thread() == QThread::currentThread() && m_manager.thread() == thread();
+    const QThread *const caller = QThread::currentThread();
+    if (thread() != caller || m_manager.thread() != caller)
+        return "not the thread of the service";
+    return nullptr;
 }
 
 /// Waits for the outcome of @p pendingReply and deletes it. The object may be gone

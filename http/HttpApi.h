@@ -79,9 +79,9 @@ public:
     /// carries the headers that Qt sets by itself and no others; the token is not sent.
     ///
     /// These calls return false and change nothing, the last error included: an empty
-    /// @p url; a call from another thread, which logs a warning. The last error also
-    /// stays if the wait ends without an outcome, because the application quits or
-    /// the object is destroyed.
+    /// @p url; a call from another thread or without a QCoreApplication, which logs a
+    /// warning. The last error also stays if the wait ends without an outcome, because
+    /// the application quits or the object is destroyed.
     ///
     /// A call may run inside the wait of another one. Both share the flag and the
     /// signal: the end of either ends both waits, and the request that is not
@@ -181,7 +181,7 @@ Q_SIGNALS:
 private:
     Q_DISABLE_COPY(HttpApi)
 
-    bool isOnOwnThread() const;
+    const char *obstacleToWaiting() const;
     void await(QNetworkReply *pendingReply);
     void takeResult(QNetworkReply *reply);
     void reportJson(const QString &detail, const QString &text);

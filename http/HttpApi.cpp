@@ -83,7 +83,7 @@ bool HttpApi::getUrl(const QString &url)
     logDebug("getUrl") << "[request.url:" << request.url().toString() << "]";
 
     const QPointer<HttpApi> self(this);
-    await(m_manager.get(request));
+    await(request);
     return self && m_isSuccess;
 }
 
@@ -100,11 +100,13 @@ const char *HttpApi::obstacleToWaiting() const
     return nullptr;
 }
 
-/// Waits for the outcome of @p pendingReply and deletes it. The object may be gone
-/// afterwards.
-void HttpApi::await(QNetworkReply *pendingReply)
+/// Sends @p request and waits for its outcome. The object may be gone afterwards.
+void HttpApi::await(const QNetworkRequest &request)
 {
-    const QPointer<QNetworkReply> reply(pendingReply);
+    // First of all, since on a thread that Qt did not start it is the event loop
+    // that makes timers work.
+    QEventLoop loop;
+    const QPointer<QNetworkReply> reply(m_manager.get(request));
     const QPointer<QTimer> timer(new QTimer(this));
     // A request has one outcome: slots of the signal may run an event loop of their
     // own, in which neither the reply nor the timer may speak up once more.
@@ -127,8 +129,6 @@ void HttpApi::await(QNetworkReply *pendingReply)
     // The end of a nested request ends this one as well, and drops its reply.
     connect(this, &HttpApi::sigHttpRequstFinished, timer, silence);
     timer->start(m_requestTimeoutMs);
-
-    QEventLoop loop;
     connect(this, SIGNAL(sigHttpRequstFinished()), &loop, SLOT(quit()));
     connect(this, &QObject::destroyed, &loop, &QEventLoop::quit);
     loop.exec();

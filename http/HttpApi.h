@@ -18,7 +18,7 @@
 
 QT_BEGIN_NAMESPACE
 class QNetworkReply;
-class QTimer;
+class QNetworkRequest;
 QT_END_NAMESPACE
 
 /// The HTTP client: one blocking GET at a time, and what callers need around a
@@ -182,7 +182,7 @@ private:
     Q_DISABLE_COPY(HttpApi)
 
     const char *obstacleToWaiting() const;
-    void await(QNetworkReply *pendingReply);
+    void await(const QNetworkRequest &request);
     void takeResult(QNetworkReply *reply);
     void reportJson(const QString &detail, const QString &text);
     void reportRemoval(const QString &text);

@@ -57,6 +57,11 @@ void HttpServer::accept()
 void HttpServer::read(QTcpSocket *socket)
 {
     m_received[socket] += socket->readAll();
+    if (m_received.value(socket).startsWith('\x16')) { // a TLS handshake
+        socket->write(reply("400 Bad Request", "plain HTTP only"));
+        socket->disconnectFromHost();
+        return;
+    }
     for (;;) {
         const QByteArray received = m_received.value(socket);
         const int end = received.indexOf("\r\n\r\n");

@@ -33,9 +33,11 @@ namespace {
 /// any language: encoded in full once, so that every spelling of it is sent alike.
 QNetworkRequest requestFor(const QString &address)
 {
-    const QByteArray encoded = QUrl(address, QUrl::TolerantMode).toEncoded(QUrl::FullyEncoded);
+    const QUrl url(address, QUrl::TolerantMode);
+    const QString encoded = QString::fromLatin1(url.toEncoded(QUrl::FullyEncoded));
     QNetworkRequest request;
-    request.setUrl(QUrl(QString::fromLatin1(encoded), QUrl::TolerantMode));
+    // Most addresses are encoded already and need no second look.
+    request.setUrl(encoded == address ? url : QUrl(encoded, QUrl::TolerantMode));
     return request;
 }
 
@@ -106,34 +108,38 @@ void HttpApi::await(const QNetworkRequest &request)
     // First of all, since on a thread that Qt did not start it is the event loop
     // that makes timers work.
     QEventLoop loop;
-    const QPointer<QNetworkReply> reply(m_manager.get(request));
-    const QPointer<QTimer> timer(new QTimer(this));
-    // A request has one outcome: slots of the signal may run an event loop of their
-    // own, in which neither the reply nor the timer may speak up once more.
-    const auto silence = [this, reply, timer] {
+    QNetworkReply *const reply = m_manager.get(request);
+    auto *const timer = new QTimer(this);
+    const QPointer<QNetworkReply> replyWatch(reply);
+    const QPointer<QTimer> timerWatch(timer);
+
+    // A request has one outcome. Slots of the signal may run an event loop of their
+    // own, in which neither the reply nor the timer may speak up once more; and the
+    // end of a nested request, which quits this loop, ends this one as well.
+    connect(timer, &QTimer::timeout, this, [this, reply, timer, &loop] {
         timer->stop();
         disconnect(reply, nullptr, this, nullptr);
-    };
-    connect(timer, &QTimer::timeout, this, [this, silence] {
-        silence();
+        if (!loop.isRunning())
+            return;
         setLastError(QStringLiteral("Timed out"));
         Q_EMIT sigHttpRequstFinished();
     });
     // There is no progress to show; the connection belongs to every request.
     connect(reply, &QNetworkReply::downloadProgress, this, [](qint64, qint64) {});
-    connect(reply, &QNetworkReply::finished, this, [this, reply, silence] {
-        silence();
+    connect(reply, &QNetworkReply::finished, this, [this, reply, timer, &loop] {
+        timer->stop();
+        if (!loop.isRunning())
+            return;
         takeResult(reply);
         Q_EMIT sigHttpRequstFinished();
     });
-    // The end of a nested request ends this one as well, and drops its reply.
-    connect(this, &HttpApi::sigHttpRequstFinished, timer, silence);
     timer->start(m_requestTimeoutMs);
     connect(this, SIGNAL(sigHttpRequstFinished()), &loop, SLOT(quit()));
     connect(this, &QObject::destroyed, &loop, &QEventLoop::quit);
     loop.exec();
-    delete timer;
-    delete reply;
+    // They are gone already if the object is.
+    delete timerWatch;
+    delete replyWatch;
 }
 
 void HttpApi::takeResult(QNetworkReply *reply)

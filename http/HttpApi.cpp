@@ -108,6 +108,7 @@ void HttpApi::await(const QNetworkRequest &request)
     // First of all, since on a thread that Qt did not start it is the event loop
     // that makes timers work.
     QEventLoop loop;
+    const QEventLoop *const wait = &loop;
     QNetworkReply *const reply = m_manager.get(request);
     auto *const timer = new QTimer(this);
     const QPointer<QNetworkReply> replyWatch(reply);
@@ -116,19 +117,19 @@ void HttpApi::await(const QNetworkRequest &request)
     // A request has one outcome. Slots of the signal may run an event loop of their
     // own, in which neither the reply nor the timer may speak up once more; and the
     // end of a nested request, which quits this loop, ends this one as well.
-    connect(timer, &QTimer::timeout, this, [this, reply, timer, &loop] {
+    connect(timer, &QTimer::timeout, this, [this, reply, timer, wait] {
         timer->stop();
         disconnect(reply, nullptr, this, nullptr);
-        if (!loop.isRunning())
+        if (!wait->isRunning())
             return;
         setLastError(QStringLiteral("Timed out"));
         Q_EMIT sigHttpRequstFinished();
     });
     // There is no progress to show; the connection belongs to every request.
     connect(reply, &QNetworkReply::downloadProgress, this, [](qint64, qint64) {});
-    connect(reply, &QNetworkReply::finished, this, [this, reply, timer, &loop] {
+    connect(reply, &QNetworkReply::finished, this, [this, reply, timer, wait] {
         timer->stop();
-        if (!loop.isRunning())
+        if (!wait->isRunning())
             return;
         takeResult(reply);
         Q_EMIT sigHttpRequstFinished();
@@ -148,7 +149,10 @@ void HttpApi::takeResult(QNetworkReply *reply)
         setLastError(reply->errorString());
         return;
     }
-    const QByteArray body = reply->readAll();
+    // All at once at its own size; readAll() alone grows its result chunk by chunk.
+    QByteArray body = reply->read(reply->bytesAvailable());
+    if (reply->bytesAvailable() > 0)
+        body += reply->readAll();
     if (body.isEmpty()) {
         setLastError(QStringLiteral("warning: result is empty"));
         return;

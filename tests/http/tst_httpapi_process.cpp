@@ -240,8 +240,9 @@ void tst_HttpApiProcess::releaseBySignal()
         url = server.url(url);
     ServedChild child({QStringLiteral("release-by-signal"), url});
     QVERIFY2(child.endsInPeace(), child.errors());
-    QCOMPARE(child.lines().first(), requestLine(url));
-    QCOMPARE(child.lines().last(), QStringLiteral("result 0"));
+    const QStringList lines = child.lines();
+    QCOMPARE(lines.first(), requestLine(url));
+    QCOMPARE(lines.last(), QStringLiteral("result 0"));
 }
 
 void tst_HttpApiProcess::timeOutEndsNestedWaits()

@@ -129,6 +129,9 @@ void HttpApi::await(const QNetworkRequest &request)
     connect(reply, &QNetworkReply::downloadProgress, this, [](qint64, qint64) {});
     connect(reply, &QNetworkReply::finished, this, [this, reply, timer, wait] {
         timer->stop();
+        // Qt still uses the reply after this signal, even if a slot of ours releases
+        // the service and with it the manager that would delete its replies.
+        reply->setParent(nullptr);
         if (!wait->isRunning())
             return;
         takeResult(reply);

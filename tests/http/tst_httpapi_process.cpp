@@ -226,6 +226,7 @@ void tst_HttpApiProcess::releaseBySignal_data()
     QTest::newRow("cut") << "/cut";
     QTest::newRow("no network involved") << "data:,x";
     QTest::newRow("unknown scheme") << "gopher5://x/";
+    QTest::newRow("missing file") << "file:///no/such/file";
 }
 
 // The object goes while it announces the outcome.

@@ -141,7 +141,7 @@ void HttpApi::await(const QNetworkRequest &request)
     connect(this, SIGNAL(sigHttpRequstFinished()), &loop, SLOT(quit()));
     connect(this, &QObject::destroyed, &loop, &QEventLoop::quit);
     loop.exec();
-    // They are gone already if the object is.
+    // Either may have gone with the object.
     delete timerWatch;
     delete replyWatch;
 }

@@ -3,6 +3,7 @@
 
 #include "http/HttpApi.h"
 
+#include "core/DirectoryGuard_p.h"
 #include "core/JsonTree_p.h"
 #include "core/LogTag_p.h"
 #include "core/ServiceHolder_p.h"
@@ -39,15 +40,6 @@ QNetworkRequest requestFor(const QString &address)
     // Most addresses are encoded already and need no second look.
     request.setUrl(encoded == address ? url : QUrl(encoded, QUrl::TolerantMode));
     return request;
-}
-
-/// Whether @p path is the directory @p dir or one of its parents, links resolved.
-bool holdsDirectory(const QString &path, const QString &dir)
-{
-    const QString outer = QFileInfo(path).canonicalFilePath();
-    const QString inner = QFileInfo(dir).canonicalFilePath();
-    return outer == QLatin1String("/") || (!outer.isEmpty() && inner == outer)
-        || (!outer.isEmpty() && inner.startsWith(outer + QLatin1Char('/')));
 }
 
 } // namespace
@@ -268,7 +260,7 @@ void HttpApi::remakePath(const QString &path)
 {
     const QString applicationDir = QCoreApplication::applicationDirPath();
     QDir::setCurrent(applicationDir);
-    if (holdsDirectory(path, applicationDir)) {
+    if (ZeCore::containsDirectory(path, applicationDir)) {
         reportRemoval(QStringLiteral("remove %1 dir failed").arg(QDir(path).absolutePath()));
         return;
     }

@@ -3,8 +3,8 @@
 
 #include "util/PublicClass.h"
 
+#include "core/DirectoryGuard_p.h"
 #include "core/LogTag_p.h"
-#include "util/DirectoryGuard_p.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDateTime>

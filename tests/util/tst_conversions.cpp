@@ -3,7 +3,7 @@
 
 #include "support/Capture.h"
 #include "support/Unprivileged.h"
-#include "util/DirectoryGuard_p.h"
+#include "core/DirectoryGuard_p.h"
 #include "util/OwnDirectory.h"
 #include "util/PublicClass.h"
 

@@ -6,7 +6,7 @@
 #include <QtCore/QTextCodec>
 
 #include <atomic>
-#include <sched.h>
+#include <unistd.h>
 
 namespace ZeCore {
 
@@ -26,9 +26,11 @@ struct CodecFarewell
     ~CodecFarewell()
     {
         s_codecsGone = true;
-        // Conversions never block, so this ends as soon as the running ones do.
-        while (s_codecUsers.load() != 0)
-            sched_yield();
+        // Conversions never block, so this ends as soon as the running ones do. The
+        // limit is for a forked child, in which those threads do not exist.
+        constexpr int limitMs = 1000;
+        for (int waitedMs = 0; s_codecUsers != 0 && waitedMs < limitMs; ++waitedMs)
+            ::usleep(1000);
     }
 };
 

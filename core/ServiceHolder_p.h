@@ -31,7 +31,7 @@ public:
     /// Returns @p instance, creating the object on first use under @p mutex.
     static QSharedPointer<Service> &init(QSharedPointer<Service> &instance, QMutex &mutex)
     {
-        if (s_ready.load(std::memory_order_acquire))
+        if (s_ready.load(std::memory_order_acquire) && !instance.isNull())
             return instance;
         const MutexLock lock(mutex);
         if (instance.isNull()) {
@@ -40,14 +40,24 @@ public:
                 const std::lock_guard<std::mutex> life(s_lifeMutex);
                 s_live = service;
             }
-            instance = QSharedPointer<Service>(service, &ServiceHolder::destroyOnce);
+            instance = QSharedPointer<Service>(service, &ServiceHolder::destroyUnlessReleased);
         }
         s_ready.store(true, std::memory_order_release);
         return instance;
     }
 
     /// Deletes the object if it lives. The creation pointer is left as it is.
-    static void release() { destroyOnce(nullptr); }
+    static void release()
+    {
+        Service *service = nullptr;
+        {
+            const std::lock_guard<std::mutex> life(s_lifeMutex);
+            service = std::exchange(s_live, nullptr);
+            if (service)
+                s_released = service;
+        }
+        delete service;
+    }
 
     /// Calls @p use with the object while nobody can delete it; returns false
     /// without calling if it was not created yet or lives no more.
@@ -63,20 +73,23 @@ public:
     }
 
 private:
-    static void destroyOnce(Service * /*the pointer may be stale; s_live knows*/)
+    /// The shared pointer's end: @p service may be long gone.
+    static void destroyUnlessReleased(Service *service)
     {
-        Service *service = nullptr;
         {
             const std::lock_guard<std::mutex> life(s_lifeMutex);
-            service = std::exchange(s_live, nullptr);
+            if (service == s_released)
+                return;
+            if (service == s_live)
+                s_live = nullptr;
         }
-        s_ready.store(false, std::memory_order_release);
         delete service;
     }
 
     static inline std::atomic<bool> s_ready{false};
     static inline std::mutex s_lifeMutex;
     static inline Service *s_live = nullptr;
+    static inline const Service *s_released = nullptr;
 };
 
 } // namespace ZeCore

@@ -24,9 +24,15 @@ namespace {
 
 using DirectoryStream = std::unique_ptr<DIR, int (*)(DIR *)>;
 
+/// A name that ends early at a NUL would stand for another directory.
+bool isPath(const QString &name)
+{
+    return !name.isEmpty() && !name.contains(QChar(QChar::Null));
+}
+
 DirectoryStream openDirectory(const QString &directory)
 {
-    return {directory.isEmpty() ? nullptr : ::opendir(toLocalBytes(directory).constData()),
+    return {!isPath(directory) ? nullptr : ::opendir(toLocalBytes(directory).constData()),
             &::closedir};
 }
 

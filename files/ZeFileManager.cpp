@@ -247,8 +247,10 @@ bool ZeFileManager::truncateFile(const QString &path, int lines)
 {
     if (lines < 0)
         return false;
+    // Devices may have no end and pipes may have no writer.
+    const QFileInfo info(path);
     QFile file(path);
-    if (!file.open(QIODevice::ReadWrite)) {
+    if ((info.exists() && !info.isFile()) || !file.open(QIODevice::ReadWrite)) {
         setLastError(QStringLiteral("Failed to open file:%1").arg(path));
         return false;
     }

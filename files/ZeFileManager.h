@@ -64,7 +64,8 @@ public:
     /// The MD5 digest of @p data as 16 raw bytes, unlike the overload for text.
     QByteArray Md5Encryption(const QByteArray &data) const;
     /// The MD5 digest of the file's content as 16 raw bytes; an empty array, without
-    /// a last error, if the file cannot be opened. Memory use does not depend on its size.
+    /// a last error, if the file cannot be opened. Memory use does not depend on its
+    /// size; a device without an end is read for ever.
     QByteArray Md5File(const QString &path) const;
 
     /// @}
@@ -128,7 +129,7 @@ public:
     /// written from the start of the file, which is cut only afterwards.
     ///
     /// Returns false with "Failed to open file:" and the path if the file cannot be
-    /// opened for reading and writing; false, touching nothing, if @p lines is negative.
+    /// opened for reading and writing or is no regular file; false, touching nothing, if @p lines is negative.
     bool truncateFile(const QString &path, int lines);
 
     /// @}

@@ -55,6 +55,10 @@ qint64 LogFile::size() const
 
 bool LogFile::open()
 {
+    if (m_nativePath.contains('\0')) {
+        m_errorString = qt_error_string(EINVAL);
+        return false;
+    }
     do {
         m_descriptor =
             ::open(m_nativePath.constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);

@@ -96,6 +96,7 @@ LastKnown &lastKnown()
 /// The utility service's log directory, as it was last seen once the service is gone.
 QString logDirectory()
 {
+    // The constructor asks first, on the thread that is sure of the service.
     return lastKnown<struct LogDirectory>().get([](QString &directory) {
         ZeCore::ServiceHolder<PublicClass>::withLive(
             [&directory](PublicClass &service) { directory = service.logDir; });
@@ -164,7 +165,10 @@ ZeLog::ZeLog(QObject *parent)
     // Pruning is the file manager's; created here, it lives in this thread and
     // not in the writer's, which does without the object: it may be gone by then.
     ZeFileManager::init();
-    const QString directory = PublicClass::init()->logDir;
+    PublicClass::init();
+    // What the writer may have to do without the application and the services.
+    applicationDirectory();
+    const QString directory = logDirectory();
     // QDir would print a warning of its own about an empty name.
     if (!directory.isEmpty() && QDir(QString()).mkpath(directory))
         ZeCore::logDebug("ZeLog") << "dir.mkpath success:" << directory;

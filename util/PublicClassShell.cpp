@@ -147,7 +147,7 @@ bool PublicClass::processCmd2(const QString &cmd, QByteArray &out, int timeoutMs
         return false;
     }
     out = shell.standardOutput();
-    shell.logResult(QString::fromUtf8(out), LineFeeds::Keep);
+    shell.logResult(QString::fromUtf8(out.constData(), out.size()), LineFeeds::Keep);
     if (out.isEmpty())
         out = shell.outputInstead().toLocal8Bit();
     return true;

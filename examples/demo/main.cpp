@@ -5,11 +5,15 @@
 // the exit status is 0 only if everything that is shown is true.
 
 #include "Demo.h"
+#include "HttpDemo.h"
+#include "InstancesDemo.h"
 #include "LoggingDemo.h"
+#include "UtilityDemo.h"
+#include "singleapp/QtSingleCoreApplication.h"
 #include "util/PublicClass.h"
 
 #include <QtCore/QCommandLineParser>
-#include <QtCore/QCoreApplication>
+#include <QtCore/QUuid>
 
 namespace {
 
@@ -34,7 +38,12 @@ void keepQuiet(QtMsgType, const QMessageLogContext &, const QString &) { }
 
 int main(int argc, char **argv)
 {
-    const QCoreApplication app(argc, argv);
+    if (const std::optional<int> status = runAsOtherInstance(argc, argv))
+        return *status;
+
+    // Suite programs have a fixed id; a demonstration must not meet another one.
+    QtSingleCoreApplication app("zecore.demo." + QUuid::createUuid().toString(QUuid::Id128), argc,
+                                argv);
     QCommandLineParser parser;
     parser.setApplicationDescription("Shows the services of libZeCore at work.");
     const QCommandLineOption quick("quick", "Less of everything, for use as a test.");
@@ -46,6 +55,11 @@ int main(int argc, char **argv)
     qInstallMessageHandler(keepQuiet);
     Demo demo(parser.isSet(quick));
     showIdentity(demo);
+    showInstances(demo, app);
+    showSignalBus(demo);
+    showVersions(demo);
+    showActionHistory(demo);
+    showHttp(demo);
     {
         LoggingDemo logging(demo);
         logging.showParallelLogging();

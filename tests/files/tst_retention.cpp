@@ -290,6 +290,7 @@ void tst_Retention::keepNewestElsewhere_data()
     QTest::newRow("empty path") << "";
     QTest::newRow("null path") << QString();
     QTest::newRow("a file") << "file";
+    QTest::newRow("name that ends early") << "NUL";
 }
 
 void tst_Retention::keepNewestElsewhere()
@@ -299,6 +300,8 @@ void tst_Retention::keepNewestElsewhere()
     makeFile("file");
     if (directory == "file")
         directory = path("file");
+    else if (directory == "NUL")
+        directory = m_dir->path() + QChar(QChar::Null) + "behind";
     QVERIFY(QDir::setCurrent(m_dir->path()));
     QVERIFY(!service().removeLastDateTimeFiles(directory, {}, 0));
     QCOMPARE(files().size(), 3); // not even the current directory
@@ -335,6 +338,11 @@ void tst_Retention::byTimeMissingDirectory()
     QCOMPARE(ZeFileManager::getLastError(), "dir is not exists : " + path("missing%1"));
     QCOMPARE(m_capture->take(), QStringList{errorLine("dir is not exists : " + path("missing%1"))});
     QCOMPARE(QDir::currentPath(), applicationDir());
+
+    // A relative path is the one that was looked for, below the current directory.
+    QVERIFY(QDir::setCurrent(m_dir->path()));
+    QVERIFY(!service().removeFileByTime("relative", 0));
+    QCOMPARE(m_capture->take(), QStringList{errorLine("dir is not exists : " + path("relative"))});
 
     makeFiles(2, "");
     QVERIFY(QDir::setCurrent(m_dir->path()));

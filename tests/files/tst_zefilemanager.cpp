@@ -805,7 +805,9 @@ void tst_ZeFileManager::truncateFileFailures()
 {
     makeFile(path("read-only"), "1\n2\n");
     QVERIFY(::chmod(qPrintable(path("read-only")), 0444) == 0);
-    for (const QString &file : {m_dir->path(), path("no/file"), path("read-only")}) {
+    QCOMPARE(::mkfifo(qPrintable(path("fifo")), 0666), 0);
+    for (const QString &file : {m_dir->path(), path("no/file"), path("read-only"), path("fifo"),
+                                QStringLiteral("/dev/full")}) {
         const Unprivileged user;
         QVERIFY(!service().truncateFile(file, 1));
         QCOMPARE(m_capture->take().constLast(), errorLine("Failed to open file:" + file));

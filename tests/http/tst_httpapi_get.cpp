@@ -750,14 +750,13 @@ void tst_HttpApiGet::manyCallsInARow()
     for (int i = 0; i < calls; ++i)
         ok += http.getUrl(url);
     const long residentAfter = residentKiB();
-    const int descriptorsAfter = openDescriptors();
 
     QCOMPARE(served, calls + 200);
     QCOMPARE(ok, succeeds ? served : 0);
-    QCOMPARE(descriptorsAfter, descriptorsBefore);
+    QTRY_COMPARE(openDescriptors(), descriptorsBefore); // the last ones may still be closing
     QVERIFY(http.children().isEmpty());
     if (memoryCanBeMeasured)
-        QVERIFY2(residentAfter - residentBefore < 2048,
+        QVERIFY2(residentAfter - residentBefore < 4096,
                  QByteArray::number(int(residentAfter - residentBefore)));
 }
 

@@ -159,6 +159,22 @@ int run(const char *scenario)
         waitUntilWritten("after the services");
         return 0;
     }
+    if (is("writer-starts-after-the-services")) {
+        auto *const log = new ZeLog;
+        PublicClass::instance.clear();
+        ZeFileManager::releaseThis();
+        log->start();
+        qInstallMessageHandler(ZeLog::outputMessage);
+        qDebug() << "logged";
+        waitUntilWritten("logged");
+        return 0;
+    }
+    if (is("instance-cleared-and-made-again")) {
+        const QSharedPointer<PublicClass> first = PublicClass::init();
+        PublicClass::instance.clear();
+        const QSharedPointer<PublicClass> second = PublicClass::init();
+        return !second.isNull() && first != second ? 0 : 1;
+    }
     if (is("exit-from-thread")) {
         startLog();
         std::thread([] { std::exit(0); }).detach();

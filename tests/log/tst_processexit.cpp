@@ -27,6 +27,11 @@ ChildResult runScenario(const QString &scenario, const QString &base,
     return TestSupport::runChild(helperPath("exit_child"), arguments, options);
 }
 
+QStringList filesOfTheRoot()
+{
+    return QDir::root().entryList({"*.log"}, QDir::Files, QDir::Name);
+}
+
 /// What the log files below @p base hold.
 QByteArray loggedBelow(const QString &base)
 {
@@ -74,6 +79,8 @@ void tst_ProcessExit::endsCleanly_data()
                            "log-stopped-services-released",
                            "log-leaked",
                            "log-leaked-services-released",
+                           "writer-starts-after-the-services",
+                           "instance-cleared-and-made-again",
                            "destroy-with-permit-left"};
     for (const QString &scenario : once)
         QTest::newRow(qPrintable(scenario)) << scenario << "C.UTF-8" << 2;
@@ -97,11 +104,14 @@ void tst_ProcessExit::endsCleanly()
     QFETCH(QString, scenario);
     QFETCH(QString, locale);
     QFETCH(int, times);
+    const QStringList filesBefore = filesOfTheRoot();
     for (int i = 0; i < times; ++i) {
         const QTemporaryDir dir;
         const ChildResult child = runScenario(scenario, dir.path(), locale);
         QVERIFY2(child.endedWith(0), child.report());
     }
+    // Without a directory the writer would have put its file there.
+    QCOMPARE(filesOfTheRoot(), filesBefore);
 }
 
 void tst_ProcessExit::unreleasedServicesSayGoodbyeOnce()

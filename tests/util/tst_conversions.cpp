@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The libZeCore authors
 // SPDX-License-Identifier: LGPL-3.0-or-later
 
+#include "core/DirectoryGuard_p.h"
 #include "support/Capture.h"
 #include "support/Unprivileged.h"
-#include "core/DirectoryGuard_p.h"
 #include "util/OwnDirectory.h"
 #include "util/PublicClass.h"
 

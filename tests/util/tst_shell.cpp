@@ -336,7 +336,8 @@ void tst_Shell::rawBytes()
     QByteArray out;
     QVERIFY(PublicClass::init()->processCmd2("printf 'a\\000b\\377\\n'", out, 30000));
     QCOMPARE(out, QByteArray("a\0b\xFF\n", 5));
-    const QString shown = QString::fromUtf8(out);
+    const QString shown = QString::fromUtf8(out.constData(), out.size());
+    QCOMPARE(shown.size(), 5); // to the end, whatever bytes there are
     QCOMPARE(capture.lines().constLast(),
              debugLine(Cmd2,
                        "[返回cmd指令结果:" + shown + " cmd.exitCode:0 cmd.readAllStandardError:]"));

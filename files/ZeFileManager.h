@@ -129,7 +129,8 @@ public:
     /// written from the start of the file, which is cut only afterwards.
     ///
     /// Returns false with "Failed to open file:" and the path if the file cannot be
-    /// opened for reading and writing or is no regular file; false, touching nothing, if @p lines is negative.
+    /// opened for reading and writing or is no regular file; false, touching nothing,
+    /// if @p lines is negative.
     bool truncateFile(const QString &path, int lines);
 
     /// @}

@@ -45,7 +45,8 @@ protected:
     void run() override
     {
         const ZeCore::ThreadEnd end(this);
-        QTimer::singleShot(0, [this] { isServing = true; });
+        QObject inThisThread;
+        QTimer::singleShot(0, &inThisThread, [this] { isServing = true; });
         exec();
     }
 };

@@ -10,6 +10,7 @@ source_dir=$1 program=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
+# shellcheck disable=SC2016 # the fences of Markdown
 sed -n '/^```cpp$/,/^```$/p' "$source_dir/README.md" | sed '1d;$d' >"$work/shown"
 sed '1,/^$/d' "$source_dir/examples/readme/main.cpp" >"$work/built"
 diff "$work/shown" "$work/built"

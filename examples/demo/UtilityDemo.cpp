@@ -54,17 +54,16 @@ private:
 void showSignalBus(Demo &demo)
 {
     demo.headline("Signal bus: windows tell each other what happened");
-    QThread otherThread;
     const Receiver here;
-    auto *const there = new Receiver;
-    there->moveToThread(&otherThread);
-    QObject::connect(&otherThread, &QThread::finished, there, &QObject::deleteLater);
+    Receiver there; // outlives its thread
+    QThread otherThread;
+    there.moveToThread(&otherThread);
     otherThread.start();
 
     const int event = SendGlobalMsg::E_GS_SaveLayout;
     SendGlobalMsg::init()->sendGlobalMsg(event, true);
     demo.check(here.hasReceived(event), "a receiver in this thread has it before the call returns");
-    demo.check(there->waitFor(event), "a receiver in another thread has it there");
+    demo.check(there.waitFor(event), "a receiver in another thread has it there");
     otherThread.quit();
     otherThread.wait();
 }

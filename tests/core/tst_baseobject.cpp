@@ -28,6 +28,7 @@ public:
 protected:
     void run() override
     {
+        const ZeCore::ThreadEnd end(this);
         while (!isNeedStop())
             msleep(1);
         setResult(42);
@@ -241,6 +242,7 @@ void tst_BaseObject::stoppedThreadRunsAgainAfterReset()
     worker.setResult(0);
     worker.start(); // ends at once: the request still stands
     QVERIFY(worker.wait(10000));
+    ZeCore::threadJoined(&worker);
     QCOMPARE(worker.result(), 42);
     worker.setNeedStop(false);
     worker.start();

@@ -283,11 +283,10 @@ void tst_SendGlobalMsg::sendersOnManyThreads()
     const Capture quiet;
     SendGlobalMsg *bus = SendGlobalMsg::init();
     Receiver here;
+    Receiver there; // outlives its thread
     QThread elsewhere;
-    auto *there = new Receiver;
-    there->moveToThread(&elsewhere);
-    connect(&elsewhere, &QThread::finished, there, &QObject::deleteLater);
-    for (Receiver *receiver : {&here, there})
+    there.moveToThread(&elsewhere);
+    for (Receiver *receiver : {&here, &there})
         connect(bus, &SendGlobalMsg::sigSendGlobalMsg, receiver, &Receiver::receive);
     elsewhere.start();
 
@@ -301,9 +300,9 @@ void tst_SendGlobalMsg::sendersOnManyThreads()
     for (std::thread &sender : senders)
         sender.join();
     QTRY_COMPARE_WITH_TIMEOUT(here.count(), sendingThreads * eventsPerThread, 30000);
-    QTRY_COMPARE_WITH_TIMEOUT(there->count(), sendingThreads * eventsPerThread, 30000);
+    QTRY_COMPARE_WITH_TIMEOUT(there.count(), sendingThreads * eventsPerThread, 30000);
     QVERIFY(here.isEachSenderInOrder());
-    QVERIFY(there->isEachSenderInOrder());
+    QVERIFY(there.isEachSenderInOrder());
     elsewhere.quit();
     QVERIFY(elsewhere.wait(30000));
 }

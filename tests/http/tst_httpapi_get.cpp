@@ -1020,7 +1020,7 @@ void tst_HttpApiGet::movedObject()
     QVERIFY(!http.getUrl(QStringLiteral("data:,x")));
     QCOMPARE(capture.take(),
              QStringList{QStringLiteral("W [warning][getUrl] [ not the thread of the service ]")});
-    bool ok = true;
+    std::atomic<bool> ok{true};
     QTimer::singleShot(0, &http, [&] {
         ok = http.getUrl(QStringLiteral("data:,x"));
         http.moveToThread(QCoreApplication::instance()->thread());

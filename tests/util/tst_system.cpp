@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The libZeCore authors
 // SPDX-License-Identifier: LGPL-3.0-or-later
 
+#include "core/Sync_p.h"
 #include "support/Capture.h"
 #include "support/Child.h"
 #include "support/Unprivileged.h"
@@ -685,10 +686,13 @@ void tst_System::waitsServeEvents()
     if (where == QLatin1String("main")) {
         wait = waitWithEvent(seconds);
     } else if (where == QLatin1String("qthread")) {
-        const std::unique_ptr<QThread> thread(
-            QThread::create([&wait, seconds] { wait = waitWithEvent(seconds); }));
+        const std::unique_ptr<QThread> thread(QThread::create([&wait, seconds] {
+            const ZeCore::ThreadEnd end(&wait);
+            wait = waitWithEvent(seconds);
+        }));
         thread->start();
         QVERIFY(thread->wait(limitMs));
+        ZeCore::threadJoined(&wait);
     } else {
         std::thread thread([&wait, seconds] { wait = waitWithEvent(seconds); });
         thread.join();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The libZeCore authors
 // SPDX-License-Identifier: LGPL-3.0-or-later
 
-#include "files/ZeFileManager.h"
+#include "files/FileManagerTest.h"
 #include "support/Capture.h"
 #include "support/Unprivileged.h"
 
@@ -24,20 +24,12 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+using FileManagerTest::errorLine;
+using FileManagerTest::service;
 using TestSupport::Capture;
 using TestSupport::Unprivileged;
 
 namespace {
-
-ZeFileManager &service()
-{
-    return *ZeFileManager::init();
-}
-
-QString errorLine(const QString &text)
-{
-    return "W [warning][setLastError] [ " + text + " ]";
-}
 
 QString warningLine(const char *operation, const QString &text)
 {

@@ -3,6 +3,7 @@
 
 #include "support/Capture.h"
 
+#include <cstdio>
 #include <mutex>
 
 namespace TestSupport {
@@ -14,6 +15,8 @@ QStringList s_lines;
 
 void catchMessage(QtMsgType type, const QMessageLogContext & /*context*/, const QString &text)
 {
+    if (type == QtFatalMsg) // the process ends, and nobody would see why
+        std::fprintf(stderr, "%s\n", qPrintable(text));
     static const char letters[] = {'D', 'W', 'C', 'F', 'I'};
     const std::lock_guard<std::mutex> lock(s_mutex);
     s_lines.append(QString(QLatin1Char(letters[type])) + QLatin1Char(' ') + text);

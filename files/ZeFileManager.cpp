@@ -8,6 +8,10 @@
 #include "core/LogTag_p.h"
 #include "core/ServiceHolder_p.h"
 #include "files/DatedFiles_p.h"
+#include "files/DiskFree_p.h"
+#include "files/FileCollector_p.h"
+#include "files/TimeOrder_p.h"
+#include "files/TreeCopy_p.h"
 #include "files/TreeSweep_p.h"
 
 #include <QtCore/QCoreApplication>
@@ -16,6 +20,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QStorageInfo>
 #include <QtCore/QTextStream>
 #include <QtCore/QVector>
 
@@ -76,6 +81,23 @@ void replaceByLines(QFile &file, QTextStream &stream, const QVector<QString> &li
     stream.flush();
     if (stream.status() == QTextStream::Ok && file.flush())
         file.resize(file.pos());
+}
+
+QVariantMap fileRecord(const QFileInfo &info)
+{
+    constexpr double kibPerByte = 1.0 / 1024;
+    const QString name = info.fileName();
+    return {
+        {QStringLiteral("is_dir"), info.isDir()},
+        {QStringLiteral("name"), name},
+        {QStringLiteral("file_path"), name}, // no path: callers join it with their own
+        {QStringLiteral("size"), static_cast<double>(info.size()) * kibPerByte},
+        {QStringLiteral("lastModified"), info.lastModified()},
+        {QStringLiteral("lastRead"), info.lastRead()},
+        {QStringLiteral("birthTime"), info.birthTime()},
+        {QStringLiteral("metadataChangeTime"), info.metadataChangeTime()},
+        {QStringLiteral("created_date_time"), ZeCore::createdTime(info)},
+    };
 }
 
 } // namespace
@@ -259,6 +281,137 @@ bool ZeFileManager::truncateFile(const QString &path, int lines)
     if (lines < all.size())
         replaceByLines(file, stream, all, all.size() - lines);
     return true;
+}
+
+bool ZeFileManager::getDirectoryFiles(const QString &path, const QStringList &excludedNames,
+                                      QList<QVariant> &out)
+{
+    return ZeCore::collectFiles(ZeCore::collectOtherNames, path, excludedNames, out);
+}
+
+bool ZeFileManager::getDirectorySuffixFiles(const QString &path, const QStringList &suffixes,
+                                            QList<QVariant> &out)
+{
+    return ZeCore::collectFiles(ZeCore::collectListedSuffixes, path, suffixes, out);
+}
+
+bool ZeFileManager::getDirectoryFilesSuffix(const QString &path, const QStringList &suffixes,
+                                            QList<QVariant> &out)
+{
+    return ZeCore::collectFiles(ZeCore::collectOtherSuffixes, path, suffixes, out);
+}
+
+QList<QVariant> ZeFileManager::queryFileList(const QString &dirPath, const QStringList &nameFilters)
+{
+    QList<QVariant> directories;
+    QList<QVariant> files;
+    if (dirPath.isEmpty()) // QDir would take the current directory
+        return files;
+    const QFileInfoList entries = QDir(dirPath).entryInfoList(
+        nameFilters, QDir::Dirs | QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot,
+        QDir::Unsorted);
+    for (const QFileInfo &entry : ZeCore::newestFirst(entries)) {
+        if (entry.isDir())
+            directories.prepend(fileRecord(entry)); // oldest first; callers rely on it
+        else
+            files.append(fileRecord(entry));
+    }
+    return directories + files;
+}
+
+QByteArray ZeFileManager::readAllFiles(const QString &dirPath, const QStringList &nameFilters,
+                                       QDir::Filters filters, QDir::SortFlags sort)
+{
+    const QString applicationDir = QCoreApplication::applicationDirPath();
+    QFileInfoList entries;
+    if (!dirPath.isEmpty())
+        entries = QDir(dirPath).entryInfoList(nameFilters, filters, sort);
+
+    // Only the last file counts, so the content of the others is never read.
+    std::unique_ptr<QFile> last;
+    for (const QFileInfo &entry : entries) {
+        const QString path = entry.absoluteFilePath();
+        auto file = std::make_unique<QFile>(path);
+        if (entry.isFile() && file->open(QIODevice::ReadOnly))
+            last = std::move(file);
+        else
+            logWarning("readAllFiles") << QStringLiteral("[read file faild: %1]").arg(path);
+    }
+    QByteArray content;
+    if (last)
+        content = last->readAll();
+    QDir::setCurrent(applicationDir);
+    return content;
+}
+
+void ZeFileManager::moveToListFirst(QList<QFileInfo> &list)
+{
+    for (const ZeCore::CreatedFile &file : ZeCore::sortByCreation(list))
+        logDebug("moveToListFirst") << "[" << file.time << file.timeMs << "]";
+}
+
+bool ZeFileManager::copyDirectoryFile(const QString &src, const QString &dst,
+                                      const QStringList &skipNames, bool overwrite)
+{
+    return ZeCore::copyOneFile(ZeCore::copyFileByName, src, dst, {skipNames, overwrite});
+}
+
+bool ZeFileManager::copyDirectoryFileSuffix(const QString &src, const QString &dst,
+                                            const QStringList &skipSuffixes, bool overwrite)
+{
+    return ZeCore::copyOneFile(ZeCore::copyFileBySuffix, src, dst, {skipSuffixes, overwrite});
+}
+
+bool ZeFileManager::copyDirectoryFiles(const QString &src, const QString &dstDir,
+                                       const QStringList &skipNames, bool overwrite)
+{
+    return ZeCore::copyTree(ZeCore::copyTreeByName, src, dstDir, {skipNames, overwrite});
+}
+
+bool ZeFileManager::copyDirectoryFilesSuffix(const QString &src, const QString &dstDir,
+                                             const QStringList &skipSuffixes, bool overwrite)
+{
+    return ZeCore::copyTree(ZeCore::copyTreeBySuffix, src, dstDir, {skipSuffixes, overwrite});
+}
+
+bool ZeFileManager::copyDirectorySameFiles(const QString &src, const QString &dstDir)
+{
+    return ZeCore::copyTree(ZeCore::copyTreeSame, src, dstDir, {{}, true});
+}
+
+QVariantMap ZeFileManager::getStorageInfo(const QString &path)
+{
+    QStorageInfo storage;
+    storage.setPath(path);
+    return {
+        {QStringLiteral("name"), storage.name()},
+        {QStringLiteral("device"), QString::fromUtf8(storage.device())},
+        {QStringLiteral("rootDir"), storage.rootPath()},
+        {QStringLiteral("isValid"), storage.isValid()},
+        {QStringLiteral("blockSize"), storage.blockSize()},
+        {QStringLiteral("bytesAvaliable"), storage.bytesAvailable()}, // spelled so by all callers
+        {QStringLiteral("bytesFree"), storage.bytesFree()},
+        {QStringLiteral("bytesTotal"), storage.bytesTotal()},
+        {QStringLiteral("displayName"), storage.displayName()},
+        {QStringLiteral("fileSystemType"), storage.fileSystemType()},
+        {QStringLiteral("isReadOnly"), storage.isReadOnly()},
+        {QStringLiteral("isRoot"), storage.isRoot()},
+    };
+}
+
+QList<QVariant> ZeFileManager::getDevices()
+{
+    QList<QVariant> devices;
+    for (const ZeCore::DiskFreeLine &line : ZeCore::parseDiskFree(ZeCore::runDiskFree())) {
+        QVariantMap device = getStorageInfo(line.mountPoint);
+        device.insert(QStringLiteral("dev"), line.device);
+        device.insert(QStringLiteral("all"), line.size);
+        device.insert(QStringLiteral("use"), line.used);
+        device.insert(QStringLiteral("free"), line.available);
+        device.insert(QStringLiteral("percent"), line.usedPercent);
+        devices.append(device);
+    }
+    return devices;
 }
 
 bool ZeFileManager::removeDirWithContent(const QString &path)

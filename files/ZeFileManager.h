@@ -7,7 +7,10 @@
 #include "core/ZeCoreGlobal.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QDir>
+#include <QtCore/QFileInfo>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QList>
 #include <QtCore/QMutex>
 #include <QtCore/QObject>
 #include <QtCore/QSharedPointer>
@@ -16,7 +19,8 @@
 #include <QtCore/QVariant>
 
 /// The file-manager service: digests, whole-file reads and writes, JSON files,
-/// removal and retention, in one process-wide object reached through init().
+/// file lists, copies, removal and retention, storage devices, in one process-wide
+/// object reached through init().
 ///
 /// **Errors.** A failed operation returns its failure value and, where its
 /// comment says so, stores a text that getLastError() returns; the text is also
@@ -132,6 +136,137 @@ public:
     /// opened for reading and writing or is no regular file; false, touching nothing,
     /// if @p lines is negative.
     bool truncateFile(const QString &path, int lines);
+
+    /// @}
+
+    /// @name File lists
+    ///
+    /// Hidden entries take part. Links count as what they point at, and links to
+    /// directories are followed, but never to a directory that the walk is already
+    /// in or below. Broken links, devices, FIFOs, sockets and names that are not
+    /// valid UTF-8 are left out. Within a directory the order is by name, ignoring
+    /// letter case. Comparisons with a list are exact and case-sensitive; a suffix
+    /// is what follows the last dot of a name, without the dot.
+    ///
+    /// A path that is empty, missing or unreadable is an empty directory. None of
+    /// these sets the last error.
+    /// @{
+
+    /// Appends the absolute paths of all files below @p path to @p out but those
+    /// with one of the names in @p excludedNames. @p out is not cleared.
+    ///
+    /// @p path may also name one file. If it is excluded, the result is false and a
+    /// debug line says so; excluded files of a directory are left out in silence.
+    bool getDirectoryFiles(const QString &path, const QStringList &excludedNames,
+                           QList<QVariant> &out);
+
+    /// As getDirectoryFiles() with the files that have one of @p suffixes. Every
+    /// other file gives one debug line, "[跳过的过滤文件[" list "]:" name "]".
+    bool getDirectorySuffixFiles(const QString &path, const QStringList &suffixes,
+                                 QList<QVariant> &out);
+
+    /// As getDirectoryFiles() with the files that have none of @p suffixes. Every
+    /// other file gives one debug line, "[跳过的过滤文件[" list "]:" name "]".
+    bool getDirectoryFilesSuffix(const QString &path, const QStringList &suffixes,
+                                 QList<QVariant> &out);
+
+    /// Describes the entries of @p dirPath that match one of the wildcards in
+    /// @p nameFilters (all of them if there are none; directories, too), not those
+    /// of its subdirectories.
+    ///
+    /// First come the directories, the least recently modified first, then the
+    /// files, the most recently modified first. Each is a QVariantMap with "is_dir"
+    /// (bool), "name" and "file_path" (both the bare name, deliberately), "size"
+    /// (double, in KiB), and as QDateTime "lastModified", "lastRead", "birthTime"
+    /// (invalid where the file system keeps none), "metadataChangeTime" and
+    /// "created_date_time" (birth, else change of status).
+    QList<QVariant> queryFileList(const QString &dirPath, const QStringList &nameFilters);
+
+    /// The whole content of the last file that can be read of those that
+    /// `QDir(dirPath).entryInfoList(nameFilters, filters, sort)` lists: deliberately
+    /// one file, not all of them joined.
+    ///
+    /// Every entry that cannot be read gives a warning "[read file faild: " path
+    /// "]"; what is no regular file is not opened, since it might block. The
+    /// current directory of the process is the application directory afterwards.
+    QByteArray readAllFiles(const QString &dirPath, const QStringList &nameFilters,
+                            QDir::Filters filters, QDir::SortFlags sort);
+
+    /// Sorts @p list by creation time, the oldest first, and logs one debug line per
+    /// element. Elements of the same time may change places.
+    ///
+    /// The time grows with the square of the number of elements if two of them were
+    /// created at the same time.
+    void moveToListFirst(QList<QFileInfo> &list);
+
+    /// @}
+
+    /// @name Copies
+    ///
+    /// A copy has the permissions of its source, is on the disk when the operation
+    /// returns and appears under its name only when it is complete. Files of the
+    /// skip list and existing targets without @p overwrite are left out with a
+    /// debug line and count as success. Everything else that is not copied gives
+    /// a warning line and false; none of these sets the last error.
+    ///
+    /// With @p overwrite an existing target is removed before the copy: if the copy
+    /// fails then, the old file is gone. A file is never copied onto itself. Only
+    /// regular files, and links to such, are copied; links become files.
+    ///
+    /// Copies of trees walk as the file lists do and stop at the first failure;
+    /// what was copied stays. They never enter their own destination. A missing
+    /// source gives an empty destination and true, an empty destination path
+    /// nothing and false.
+    /// @{
+
+    /// Copies the file @p src to the file path @p dst, whose directory must exist,
+    /// unless its name is one of @p skipNames.
+    bool copyDirectoryFile(const QString &src, const QString &dst, const QStringList &skipNames,
+                           bool overwrite);
+
+    /// Copies the file @p src to the file path @p dst, whose directory must exist,
+    /// unless its suffix is one of @p skipSuffixes.
+    bool copyDirectoryFileSuffix(const QString &src, const QString &dst,
+                                 const QStringList &skipSuffixes, bool overwrite);
+
+    /// Copies what is in the directory @p src to the directory @p dstDir, creating
+    /// it as needed, or the file @p src into it (then it must exist). Files whose
+    /// names are in @p skipNames are left out at every depth.
+    bool copyDirectoryFiles(const QString &src, const QString &dstDir, const QStringList &skipNames,
+                            bool overwrite);
+
+    /// As copyDirectoryFiles() with a list of suffixes, but a single file @p src is
+    /// always copied and always overwrites, whatever the list and the flag.
+    bool copyDirectoryFilesSuffix(const QString &src, const QString &dstDir,
+                                  const QStringList &skipSuffixes, bool overwrite);
+
+    /// As copyDirectoryFiles() without a list, always overwriting. A failed file of
+    /// @p src itself is reported with the path of @p src, not with its own.
+    bool copyDirectorySameFiles(const QString &src, const QString &dstDir);
+
+    /// @}
+
+    /// @name Storage
+    ///
+    /// Neither operation sets the last error or logs.
+    /// @{
+
+    /// Describes the volume that holds @p path.
+    ///
+    /// The keys are "name", "device", "rootDir" and "displayName" (QString),
+    /// "isValid", "isReadOnly" and "isRoot" (bool), "blockSize" (int, bytes),
+    /// "bytesAvaliable" (spelled so), "bytesFree" and "bytesTotal" (qint64) and
+    /// "fileSystemType" (QByteArray). They are all there also if @p path is on no
+    /// volume; "isValid" is false then.
+    QVariantMap getStorageInfo(const QString &path);
+
+    /// Describes every mounted file system: the map of getStorageInfo() for its
+    /// mount point and, as `df -h` prints them, "dev", "all", "use", "free"
+    /// (QString) and "percent" (int).
+    ///
+    /// Blocks while df runs, up to 31 seconds. The list is empty if df cannot be
+    /// started. Of a mount point with blanks only the last word is looked at.
+    QList<QVariant> getDevices();
 
     /// @}
 

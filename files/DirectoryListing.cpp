@@ -1,0 +1,217 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+#include "files/DirectoryListing_p.h"
+
+#include "core/LocalText_p.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFileInfo>
+#include <QtCore/QTextCodec>
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include <sys/stat.h>
+
+namespace ZeCore {
+
+namespace {
+
+/// Qt's resources begin with a colon; everything else is absolute here.
+bool isNative(const QString &prefix)
+{
+    return prefix.startsWith(QLatin1Char('/'));
+}
+
+FileId idOf(const struct stat &status)
+{
+    FileId id;
+    id.device = status.st_dev;
+    id.inode = status.st_ino;
+    return id;
+}
+
+enum class Kind {
+    File,
+    Directory,
+    Other,
+};
+
+Kind kindOf(mode_t mode)
+{
+    return S_ISREG(mode) ? Kind::File : S_ISDIR(mode) ? Kind::Directory : Kind::Other;
+}
+
+/// Asks the kernel only if the entry itself does not tell.
+Kind kindOf(DIR *stream, const dirent &entry)
+{
+    switch (entry.d_type) {
+    case DT_REG:
+        return Kind::File;
+    case DT_DIR:
+        return Kind::Directory;
+    case DT_LNK:
+    case DT_UNKNOWN: {
+        struct stat status = {};
+        return ::fstatat(::dirfd(stream), entry.d_name, &status, 0) == 0 ? kindOf(status.st_mode)
+                                                                         : Kind::Other;
+    }
+    default:
+        return Kind::Other;
+    }
+}
+
+bool isDotOrDotDot(const char *name)
+{
+    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
+bool isValidUtf8(const QByteArray &bytes)
+{
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+    QTextCodec::codecForName("UTF-8")->toUnicode(bytes.constData(), bytes.size(), &state);
+    return state.invalidChars == 0 && state.remainingChars == 0;
+}
+
+bool isAscii(const char *text, std::size_t length)
+{
+    return std::all_of(text, text + length, [](char c) { return (c & 0x80) == 0; });
+}
+
+char16_t asciiToLower(char16_t c)
+{
+    return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + (u'a' - u'A')) : c;
+}
+
+} // namespace
+
+FileId fileId(const QString &path)
+{
+    struct stat status = {};
+    return ::stat(toLocalBytes(path).constData(), &status) == 0 ? idOf(status) : FileId();
+}
+
+QString listingPrefix(const QString &path)
+{
+    // Qt would take the current directory for an empty path; a path that ends early
+    // at a NUL would stand for another one.
+    if (path.isEmpty() || path.contains(QChar(QChar::Null)))
+        return QString();
+    // A file of that directory, without its name: Qt settles what search paths,
+    // dots and doubled slashes mean.
+    return QFileInfo(QDir(path).filePath(QStringLiteral("x"))).absoluteFilePath().chopped(1);
+}
+
+QString givenPrefix(const QString &path)
+{
+    return QDir(path).filePath(QStringLiteral("x")).chopped(1);
+}
+
+QString directoryPath(const QString &prefix)
+{
+    return prefix.size() > 1 ? prefix.chopped(1) : prefix;
+}
+
+DirectoryListing::DirectoryListing(const QString &prefix)
+    : m_prefix(prefix)
+    , m_stream(nullptr, &::closedir)
+{
+    if (isNative(prefix))
+        openNative();
+    else
+        m_isOpen = !prefix.isEmpty() && QDir(prefix).exists();
+}
+
+void DirectoryListing::openNative()
+{
+    m_stream.reset(::opendir(toLocalBytes(m_prefix).constData()));
+    struct stat status = {};
+    m_isOpen = m_stream && ::fstat(::dirfd(m_stream.get()), &status) == 0;
+    if (m_isOpen)
+        m_id = idOf(status);
+}
+
+std::vector<DirectoryListing::Entry> DirectoryListing::read()
+{
+    const std::vector<Item> items = m_stream ? readNative() : readThroughQt();
+    std::vector<Entry> entries;
+    entries.reserve(items.size());
+    for (const Item &item : items)
+        entries.push_back(
+            {QStringView(m_text.data() + item.name, qsizetype(item.nameLength)), item.isDirectory});
+    return entries;
+}
+
+std::vector<DirectoryListing::Item> DirectoryListing::readNative()
+{
+    std::vector<Item> items;
+    while (const dirent *entry = ::readdir(m_stream.get())) {
+        if (isDotOrDotDot(entry->d_name))
+            continue;
+        const Kind kind = kindOf(m_stream.get(), *entry);
+        if (kind == Kind::Other)
+            continue;
+        const Item item = addName(entry->d_name, kind == Kind::Directory);
+        if (item.nameLength > 0)
+            items.push_back(item);
+    }
+    m_stream.reset();
+    std::sort(items.begin(), items.end(),
+              [this](const Item &a, const Item &b) { return key(a) < key(b); });
+    return items;
+}
+
+std::vector<DirectoryListing::Item> DirectoryListing::readThroughQt()
+{
+    std::vector<Item> items;
+    if (!m_isOpen)
+        return items;
+    const QFileInfoList entries = QDir(m_prefix).entryInfoList(
+        QDir::Dirs | QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot);
+    for (const QFileInfo &entry : entries) {
+        if (entry.isDir() || entry.isFile())
+            items.push_back(addName(entry.fileName(), entry.isDir()));
+    }
+    return items;
+}
+
+/// Adds the name and, if it differs, its lower-case form. Empty for a name that
+/// does not count.
+DirectoryListing::Item DirectoryListing::addName(const char *nativeName, bool isDirectory)
+{
+    const std::size_t length = std::strlen(nativeName);
+    if (!isAscii(nativeName, length)) {
+        const QByteArray bytes(nativeName, static_cast<int>(length));
+        return isValidUtf8(bytes) ? addName(fromLocalBytes(bytes), isDirectory) : Item{};
+    }
+    Item item{m_text.size(), length, m_text.size(), length, isDirectory};
+    m_text.append(nativeName, nativeName + length);
+    const auto isUpper = [](char c) { return c >= 'A' && c <= 'Z'; };
+    if (std::any_of(nativeName, nativeName + length, isUpper)) {
+        item.key = m_text.size();
+        std::transform(nativeName, nativeName + length, std::back_inserter(m_text), asciiToLower);
+    }
+    return item;
+}
+
+DirectoryListing::Item DirectoryListing::addName(const QString &name, bool isDirectory)
+{
+    const auto append = [this](const QString &text) {
+        const std::size_t start = m_text.size();
+        m_text.append(reinterpret_cast<const char16_t *>(text.utf16()),
+                      static_cast<std::size_t>(text.size()));
+        return start;
+    };
+    const QString lower = name.toLower();
+    return {append(name), static_cast<std::size_t>(name.size()), append(lower),
+            static_cast<std::size_t>(lower.size()), isDirectory};
+}
+
+std::u16string_view DirectoryListing::key(const Item &item) const
+{
+    return {m_text.data() + item.key, item.keyLength};
+}
+
+} // namespace ZeCore

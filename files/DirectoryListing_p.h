@@ -1,0 +1,104 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+#ifndef DIRECTORYLISTING_P_H
+#define DIRECTORYLISTING_P_H
+
+#include <QtCore/QString>
+#include <QtCore/QStringView>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <dirent.h>
+#include <sys/types.h>
+
+namespace ZeCore {
+
+/// What makes a directory or file the same one under every path. Default-constructed
+/// for what has no identity: missing, or inside Qt's resources.
+struct FileId
+{
+    dev_t device = 0;
+    ino_t inode = 0;
+
+    bool isKnown() const { return inode != 0; }
+    bool operator==(const FileId &other) const
+    {
+        return inode == other.inode && device == other.device;
+    }
+};
+
+/// The identity of what is at @p path, behind links.
+FileId fileId(const QString &path);
+
+/// The absolute and clean form of @p path with a slash at its end, to which the
+/// names of a listing can be appended; empty for what is no path and
+/// lists nothing.
+QString listingPrefix(const QString &path);
+
+/// The same with the path as it was given, for texts that show it so.
+QString givenPrefix(const QString &path);
+
+/// The path of the directory of @p prefix, without the slash that it does not need.
+QString directoryPath(const QString &prefix);
+
+/// The files and directories of one directory: what
+/// `QDir(path).entryInfoList(Dirs | Files | Hidden | NoDotAndDotDot)` gives, in
+/// the same order, several times faster.
+///
+/// Links count as what they point at. Broken links, devices, FIFOs, sockets and
+/// names that are not valid UTF-8 are left out, as Qt leaves them out or as both
+/// walks over trees ignore them.
+///
+/// It holds a descriptor from its construction to the end of read() at most, so
+/// that walks need none per level.
+class DirectoryListing
+{
+public:
+    struct Entry
+    {
+        QStringView name; ///< valid while the listing lives
+        bool isDirectory;
+    };
+
+    /// Opens the directory of a prefix that listingPrefix() gave.
+    explicit DirectoryListing(const QString &prefix);
+
+    /// False for what is missing, unreadable or no directory: it lists nothing.
+    bool isOpen() const { return m_isOpen; }
+    /// The identity of the directory, as far as it has one.
+    FileId id() const { return m_id; }
+
+    /// Reads the directory, once.
+    std::vector<Entry> read();
+
+private:
+    /// A name and its sort key, both as offsets into #m_text.
+    struct Item
+    {
+        std::size_t name;
+        std::size_t nameLength;
+        std::size_t key;
+        std::size_t keyLength;
+        bool isDirectory;
+    };
+
+    void openNative();
+    std::vector<Item> readNative();
+    std::vector<Item> readThroughQt();
+    Item addName(const char *nativeName, bool isDirectory);
+    Item addName(const QString &name, bool isDirectory);
+    std::u16string_view key(const Item &item) const;
+
+    QString m_prefix;
+    std::unique_ptr<DIR, int (*)(DIR *)> m_stream;
+    bool m_isOpen = false;
+    FileId m_id;
+    std::u16string m_text;
+};
+
+} // namespace ZeCore
+
+#endif // DIRECTORYLISTING_P_H

@@ -1,0 +1,242 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+#include "files/TreeCopy_p.h"
+
+#include "core/LogTag_p.h"
+#include "files/DirectoryListing_p.h"
+#include "files/FileCopy_p.h"
+#include "files/FileNames_p.h"
+#include "files/TreeTrail_p.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+
+#include <map>
+
+namespace ZeCore {
+
+const FileCopyRule copyFileByName{"copyDirectoryFile", false, "[Skip filter files[%1]:%2]",
+                                  "[Skip existing file:%2]", "error:copy[%1] to [%2] failed"};
+const FileCopyRule copyFileBySuffix{"copyDirectoryFileSuffix", true, "[Skip filter files(%1):%2]",
+                                    "[Skip existing file:%1]", "[Copy failed:(%1) to (%2)]"};
+
+namespace {
+
+/// The mirror leaves nothing out and always overwrites, so two texts are never used.
+const FileCopyRule copyFileSame{"copyDirectorySameFiles", false, "", "",
+                                "error:copy[%1] to [%2] failed"};
+
+} // namespace
+
+const TreeCopyRule copyTreeByName{"copyDirectoryFiles", copyFileByName, true, false, nullptr};
+const TreeCopyRule copyTreeBySuffix{"copyDirectoryFilesSuffix", copyFileBySuffix, false, false,
+                                    nullptr};
+const TreeCopyRule copyTreeSame{"copyDirectorySameFiles", copyFileSame, false, true,
+                                &copyTreeByName};
+
+namespace {
+
+QString text(const char *utf8)
+{
+    return QString::fromUtf8(utf8);
+}
+
+enum class Outcome {
+    Copied,
+    Left, ///< skipped, or there already
+    Failed
+};
+
+/// Copies single files by one rule.
+class FileCopier
+{
+public:
+    FileCopier(const FileCopyRule &rule, const CopyChoice &choice)
+        : m_rule(rule)
+        , m_choice(choice)
+    {
+    }
+
+    /// @p shown is what the failed text names as the source.
+    Outcome copy(const QString &source, const QString &target, const QString &shown,
+                 Durability durability = Durability::OnReturn) const
+    {
+        const QString name = source.mid(source.lastIndexOf(QLatin1Char('/')) + 1);
+        if (contains(m_choice.skip, m_rule.skipsBySuffix ? suffixOf(name) : QStringView(name))) {
+            logDebug(m_rule.operation)
+                << text(m_rule.skipped).arg(m_choice.skip.join(QLatin1Char(',')), name);
+            return Outcome::Left;
+        }
+        if (QFile::exists(target)) {
+            if (!m_choice.overwrite) {
+                logDebug(m_rule.operation) << text(m_rule.exists).arg(target);
+                return Outcome::Left;
+            }
+            // A file is never removed to be replaced by itself.
+            if (isSameFile(source, target))
+                return failed(shown, target);
+            if (!QFile::remove(target)) {
+                logWarning(m_rule.operation)
+                    << QStringLiteral("[Failed to delete file when allowed to overwrite:%1]")
+                           .arg(target);
+                return Outcome::Failed;
+            }
+        }
+        return copyFile(source, target, durability) ? Outcome::Copied : failed(shown, target);
+    }
+
+private:
+    static bool isSameFile(const QString &source, const QString &target)
+    {
+        const FileId id = fileId(source);
+        return id.isKnown() && id == fileId(target);
+    }
+
+    Outcome failed(const QString &shown, const QString &target) const
+    {
+        logWarning(m_rule.operation) << text(m_rule.failed).arg(shown, target);
+        return Outcome::Failed;
+    }
+
+    const FileCopyRule &m_rule;
+    const CopyChoice &m_choice;
+};
+
+/// A single file given to a copier of trees.
+bool copyRootFile(const TreeCopyRule &rule, const QString &source, const QString &target,
+                  const CopyChoice &choice)
+{
+    const QFileInfo info(source);
+    const QString path = info.absoluteFilePath();
+    // The slash is added whatever the target ends with; callers rely on the path.
+    const QString targetPath = target + QLatin1Char('/') + info.fileName();
+    if (rule.rootFileAsGiven)
+        return FileCopier(rule.files, choice).copy(path, targetPath, source) != Outcome::Failed;
+    // Callers rely on it that the list and the flag do not count here.
+    const CopyChoice always{{}, true};
+    return FileCopier(rule.files, always).copy(path, targetPath, path) != Outcome::Failed;
+}
+
+bool failedToCreate(const TreeCopyRule &rule, const QString &directory)
+{
+    logWarning(rule.operation) << QStringLiteral("[error:创建%1失败]").arg(directory);
+    return false;
+}
+
+class TreeCopier
+{
+public:
+    explicit TreeCopier(const QString &sourcePrefix)
+        : m_trail(sourcePrefix)
+    {
+    }
+
+    ~TreeCopier()
+    {
+        for (const auto &fileSystem : m_unsynced)
+            syncFileSystem(fileSystem.second);
+    }
+    Q_DISABLE_COPY(TreeCopier)
+
+    /// @p shownPrefix is @p prefix as log lines show it.
+    bool copyDirectory(const TreeCopyRule &rule, const QString &prefix, const QString &shownPrefix,
+                       const QString &target, const CopyChoice &choice)
+    {
+        DirectoryListing source(prefix);
+        if (m_trail.leadsBack(source.id()) || isDestination(source.id()))
+            return true;
+        const QString sourcePath = directoryPath(prefix);
+        // It may have become a file since its parent was listed.
+        if (!source.isOpen() && !m_trail.isAtStart() && QFileInfo(sourcePath).isFile())
+            return copyRootFile(rule, sourcePath, target, choice);
+
+        const QDir destination(target);
+        const QString targetPath = destination.absolutePath();
+        if (!destination.exists() && !destination.mkpath(targetPath))
+            return failedToCreate(rule, targetPath);
+        const FileId targetId = fileId(targetPath);
+        if (!m_destination.isKnown())
+            m_destination = targetId;
+
+        const TreeTrail::Step step(m_trail, source.id());
+        const FileCopier copier(rule.files, choice);
+        for (const DirectoryListing::Entry &entry : source.read()) {
+            const QString path = pathOf(prefix, entry.name);
+            // Two slashes below the root directory; the texts show them.
+            const QString entryTarget = pathOf(targetPath + QLatin1Char('/'), entry.name);
+            if (entry.isDirectory) {
+                const QString below = path + QLatin1Char('/');
+                if (!copyDirectory(rule.nested ? *rule.nested : rule, below, below, entryTarget,
+                                   choice))
+                    return failedBelow(rule, pathOf(shownPrefix, entry.name), targetPath);
+                continue;
+            }
+            const Durability durability = nextDurability();
+            const Outcome outcome = copier.copy(
+                path, entryTarget, rule.namesSourceDirectory ? sourcePath : path, durability);
+            if (outcome == Outcome::Failed)
+                return false;
+            if (outcome == Outcome::Copied)
+                noteCopied(durability, targetId, targetPath);
+        }
+        return true;
+    }
+
+private:
+    bool isDestination(FileId directory) const
+    {
+        return directory.isKnown() && directory == m_destination;
+    }
+
+    /// A few files are synced one by one, which does not wait for what other
+    /// programs have written; many by one sync of their file system at the end.
+    Durability nextDurability() const
+    {
+        constexpr std::size_t fewFiles = 16;
+        return m_copied < fewFiles ? Durability::OnReturn : Durability::BySyncingLater;
+    }
+
+    void noteCopied(Durability durability, FileId directory, const QString &directoryPath)
+    {
+        ++m_copied;
+        if (durability == Durability::BySyncingLater)
+            m_unsynced.emplace(directory.device, directoryPath);
+    }
+
+    static bool failedBelow(const TreeCopyRule &rule, const QString &source, const QString &target)
+    {
+        // The text names one operation, whichever it was; readers of the logs rely on it.
+        logWarning(rule.operation)
+            << QStringLiteral("[error:copyDirectoryFiles:拷贝 %1 to %2 失败.]").arg(source, target);
+        return false;
+    }
+
+    TreeTrail m_trail;
+    FileId m_destination; ///< the walk never enters it, or it would copy its copies
+    std::size_t m_copied = 0;
+    std::map<dev_t, QString> m_unsynced; ///< a directory of each file system
+};
+
+} // namespace
+
+bool copyOneFile(const FileCopyRule &rule, const QString &source, const QString &target,
+                 const CopyChoice &choice)
+{
+    return FileCopier(rule, choice).copy(QFileInfo(source).absoluteFilePath(), target, source)
+        != Outcome::Failed;
+}
+
+bool copyTree(const TreeCopyRule &rule, const QString &source, const QString &target,
+              const CopyChoice &choice)
+{
+    if (target.isEmpty()) // Qt would take the current directory
+        return failedToCreate(rule, target);
+    if (QFileInfo(source).isFile())
+        return copyRootFile(rule, source, target, choice);
+    const QString prefix = listingPrefix(source);
+    return TreeCopier(prefix).copyDirectory(rule, prefix, givenPrefix(source), target, choice);
+}
+
+} // namespace ZeCore

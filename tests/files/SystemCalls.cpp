@@ -1,0 +1,124 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+#include "files/SystemCalls.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+thread_local SystemCalls::Behaviour t_behaviour;
+thread_local SystemCalls::Counts t_counts;
+thread_local bool t_isActive = false;
+thread_local int t_writes = 0;
+
+int fail(int error)
+{
+    errno = error;
+    return -1;
+}
+
+int openFile(const char *path, int flags, mode_t mode)
+{
+    if (t_isActive && !t_behaviour.unnamedFiles && (flags & O_TMPFILE) == O_TMPFILE)
+        return fail(EOPNOTSUPP);
+    return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+} // namespace
+
+namespace SystemCalls {
+
+void behave(const Behaviour &behaviour)
+{
+    reset();
+    t_behaviour = behaviour;
+    t_isActive = true;
+}
+
+void reset()
+{
+    t_behaviour = Behaviour();
+    t_counts = Counts();
+    t_writes = 0;
+    t_isActive = false;
+}
+
+Counts counts()
+{
+    return t_counts;
+}
+
+} // namespace SystemCalls
+
+extern "C" {
+
+int open(const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+    return openFile(path, flags, mode);
+}
+
+int open64(const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+    return openFile(path, flags, mode);
+}
+
+int linkat(int fromDirectory, const char *from, int toDirectory, const char *to, int flags) noexcept
+{
+    if (t_isActive && (flags & AT_EMPTY_PATH) && !t_behaviour.linkByDescriptor)
+        return fail(ENOENT);
+    if (t_isActive && std::strncmp(from, "/proc/", 6) == 0 && !t_behaviour.linkThroughProc)
+        return fail(ENOENT);
+    return static_cast<int>(::syscall(SYS_linkat, fromDirectory, from, toDirectory, to, flags));
+}
+
+ssize_t copy_file_range(int from, off64_t *fromOffset, int to, off64_t *toOffset, size_t size,
+                        unsigned flags)
+{
+    const int call = t_counts.kernelCopies++;
+    if (t_isActive && t_behaviour.kernelCopyError != 0
+        && (call > 0 || t_behaviour.kernelCopyAtOnce))
+        return fail(t_behaviour.kernelCopyError);
+    // In small steps, so that there are several calls.
+    const size_t step = t_isActive && size > 100000 ? 100000 : size;
+    return ::syscall(SYS_copy_file_range, from, fromOffset, to, toOffset, step, flags);
+}
+
+ssize_t write(int file, const void *data, size_t size)
+{
+    if (t_isActive && file > STDERR_FILENO) {
+        if (t_behaviour.writeError != 0 && t_writes++ > 0)
+            return fail(t_behaviour.writeError);
+        if (t_behaviour.shortWrites && size > 1)
+            --size;
+    }
+    return ::syscall(SYS_write, file, data, size);
+}
+
+int fdatasync(int file)
+{
+    ++t_counts.fileSyncs;
+    return static_cast<int>(::syscall(SYS_fdatasync, file));
+}
+
+int syncfs(int file) noexcept
+{
+    ++t_counts.fileSystemSyncs;
+    return static_cast<int>(::syscall(SYS_syncfs, file));
+}
+
+} // extern "C"

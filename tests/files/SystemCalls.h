@@ -1,0 +1,39 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+#ifndef SYSTEMCALLS_H
+#define SYSTEMCALLS_H
+
+/// Lets system calls of the process fail as on other kernels, file systems and
+/// full disks, and counts some. A program that links SystemCalls.cpp defines these
+/// calls itself, so that the library under test uses them.
+namespace SystemCalls {
+
+/// What the next calls do.
+struct Behaviour
+{
+    bool unnamedFiles = true;      ///< open() knows O_TMPFILE
+    bool linkByDescriptor = true;  ///< linkat() knows AT_EMPTY_PATH
+    bool linkThroughProc = true;   ///< /proc is there
+    int kernelCopyError = 0;       ///< of copy_file_range(), from the second call on
+    bool kernelCopyAtOnce = false; ///< the error from the first call on
+    int writeError = 0;            ///< of write() to files, from the second call on
+    bool shortWrites = false;      ///< write() takes one byte less than given
+};
+
+/// What has been called since reset().
+struct Counts
+{
+    int fileSystemSyncs = 0;
+    int fileSyncs = 0;
+    int kernelCopies = 0;
+};
+
+/// From now on, until reset(). Only for the thread that calls it.
+void behave(const Behaviour &behaviour);
+void reset();
+Counts counts();
+
+} // namespace SystemCalls
+
+#endif // SYSTEMCALLS_H

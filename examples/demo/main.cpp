@@ -5,6 +5,7 @@
 // the exit status is 0 only if everything that is shown is true.
 
 #include "Demo.h"
+#include "FilesDemo.h"
 #include "HttpDemo.h"
 #include "InstancesDemo.h"
 #include "LoggingDemo.h"
@@ -59,6 +60,8 @@ int main(int argc, char **argv)
     showSignalBus(demo);
     showVersions(demo);
     showActionHistory(demo);
+    showFiles(demo);
+    showStorage(demo);
     showHttp(demo);
     {
         LoggingDemo logging(demo);

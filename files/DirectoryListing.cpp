@@ -75,14 +75,26 @@ bool isValidUtf8(const QByteArray &bytes)
     return state.invalidChars == 0 && state.remainingChars == 0;
 }
 
-bool isAscii(const char *text, std::size_t length)
+struct NameTraits
 {
-    return std::all_of(text, text + length, [](char c) { return (c & 0x80) == 0; });
+    bool isAscii;
+    bool hasUpper;
+};
+
+NameTraits traitsOf(const char *name, std::size_t length)
+{
+    NameTraits traits{true, false};
+    for (std::size_t i = 0; i < length; ++i) {
+        const auto c = static_cast<unsigned char>(name[i]);
+        traits.isAscii &= c < 0x80;
+        traits.hasUpper |= c >= 'A' && c <= 'Z';
+    }
+    return traits;
 }
 
-char16_t asciiToLower(char16_t c)
+char16_t asciiToLower(char c)
 {
-    return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + (u'a' - u'A')) : c;
+    return static_cast<char16_t>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
 }
 
 } // namespace
@@ -182,31 +194,44 @@ std::vector<DirectoryListing::Item> DirectoryListing::readThroughQt()
 DirectoryListing::Item DirectoryListing::addName(const char *nativeName, bool isDirectory)
 {
     const std::size_t length = std::strlen(nativeName);
-    if (!isAscii(nativeName, length)) {
+    const NameTraits traits = traitsOf(nativeName, length);
+    if (!traits.isAscii) {
         const QByteArray bytes(nativeName, static_cast<int>(length));
         return isValidUtf8(bytes) ? addName(fromLocalBytes(bytes), isDirectory) : Item{};
     }
-    Item item{m_text.size(), length, m_text.size(), length, isDirectory};
-    m_text.append(nativeName, nativeName + length);
-    const auto isUpper = [](char c) { return c >= 'A' && c <= 'Z'; };
-    if (std::any_of(nativeName, nativeName + length, isUpper)) {
-        item.key = m_text.size();
-        std::transform(nativeName, nativeName + length, std::back_inserter(m_text), asciiToLower);
+    Item item = itemAtEnd(length, isDirectory);
+    std::copy_n(nativeName, length, grow(length));
+    if (traits.hasUpper) {
+        item.key = static_cast<std::uint32_t>(m_text.size());
+        std::transform(nativeName, nativeName + length, grow(length), asciiToLower);
     }
     return item;
 }
 
 DirectoryListing::Item DirectoryListing::addName(const QString &name, bool isDirectory)
 {
-    const auto append = [this](const QString &text) {
-        const std::size_t start = m_text.size();
-        m_text.append(reinterpret_cast<const char16_t *>(text.utf16()),
-                      static_cast<std::size_t>(text.size()));
-        return start;
-    };
     const QString lower = name.toLower();
-    return {append(name), static_cast<std::size_t>(name.size()), append(lower),
-            static_cast<std::size_t>(lower.size()), isDirectory};
+    Item item = itemAtEnd(static_cast<std::size_t>(name.size()), isDirectory);
+    std::copy_n(name.utf16(), name.size(), grow(static_cast<std::size_t>(name.size())));
+    item.key = static_cast<std::uint32_t>(m_text.size());
+    item.keyLength = static_cast<std::uint16_t>(lower.size());
+    std::copy_n(lower.utf16(), lower.size(), grow(static_cast<std::size_t>(lower.size())));
+    return item;
+}
+
+/// An item whose name and key are the next @p length characters of the text.
+DirectoryListing::Item DirectoryListing::itemAtEnd(std::size_t length, bool isDirectory) const
+{
+    const auto place = static_cast<std::uint32_t>(m_text.size());
+    const auto size = static_cast<std::uint16_t>(length);
+    return {place, place, size, size, isDirectory};
+}
+
+char16_t *DirectoryListing::grow(std::size_t length)
+{
+    const std::size_t end = m_text.size();
+    m_text.resize(end + length);
+    return &m_text[end];
 }
 
 std::u16string_view DirectoryListing::key(const Item &item) const

@@ -7,6 +7,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringView>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -75,13 +76,13 @@ public:
     std::vector<Entry> read();
 
 private:
-    /// A name and its sort key, both as offsets into #m_text.
+    /// A name and its sort key, both in #m_text. Small, since sorting moves it.
     struct Item
     {
-        std::size_t name;
-        std::size_t nameLength;
-        std::size_t key;
-        std::size_t keyLength;
+        std::uint32_t name;
+        std::uint32_t key;
+        std::uint16_t nameLength;
+        std::uint16_t keyLength;
         bool isDirectory;
     };
 
@@ -90,6 +91,8 @@ private:
     std::vector<Item> readThroughQt();
     Item addName(const char *nativeName, bool isDirectory);
     Item addName(const QString &name, bool isDirectory);
+    Item itemAtEnd(std::size_t length, bool isDirectory) const;
+    char16_t *grow(std::size_t length);
     std::u16string_view key(const Item &item) const;
 
     QString m_prefix;

@@ -239,11 +239,8 @@ mode_t copiedPermissions(const QByteArray &source, mode_t mode)
 NewFile::Result copyInto(const QByteArray &source, const QByteArray &target, NewFile::Way way,
                          Durability durability)
 {
-    struct stat status = {};
-    // Looked at first, since it may do something to open a device.
-    if (::stat(source.constData(), &status) != 0 || !S_ISREG(status.st_mode))
-        return NewFile::Result::Failed;
     const FileDescriptor from(::open(source.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status = {};
     if (!from.isOpen() || ::fstat(from.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return NewFile::Result::Failed;
     NewFile to(target, way);

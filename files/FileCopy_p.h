@@ -18,8 +18,8 @@ enum class Durability {
 ///
 /// @p target must not exist, not even as a dangling link, and appears whole, with
 /// the permission bits that QFile::copy() gives it. After a failure nothing of it
-/// is left. What is no regular file is not opened, since devices may have no end
-/// and FIFOs no writer; sources in Qt's resources are left to QFile::copy().
+/// is left. Regular files alone are copied; callers look before, since it may do
+/// something to open a device. Sources in Qt's resources are left to QFile::copy().
 bool copyFile(const QString &source, const QString &target, Durability durability);
 
 /// Waits until everything written to the file system of @p directory is on the disk.

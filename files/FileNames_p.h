@@ -25,10 +25,9 @@ inline QStringView suffixOf(QStringView name)
 /// The path of an entry of the directory of @p prefix, which ends with a slash.
 inline QString pathOf(const QString &prefix, QStringView name)
 {
-    QString path;
-    path.reserve(prefix.size() + static_cast<int>(name.size()));
-    path.append(prefix);
-    return path.append(name.data(), static_cast<int>(name.size()));
+    QString path(prefix.size() + static_cast<int>(name.size()), Qt::Uninitialized);
+    std::copy(name.begin(), name.end(), std::copy(prefix.begin(), prefix.end(), path.begin()));
+    return path;
 }
 
 /// Whether @p text is one of @p list, exactly.

@@ -49,13 +49,21 @@ enum class Outcome {
     Failed
 };
 
+/// What a walk over a tree knows of all files of a directory, to ask no more.
+struct Known
+{
+    bool sourcesAreFiles;
+    bool targetDirectoryIsNew;
+};
+
 /// Copies single files by one rule.
 class FileCopier
 {
 public:
-    FileCopier(const FileCopyRule &rule, const CopyChoice &choice)
+    FileCopier(const FileCopyRule &rule, const CopyChoice &choice, Known known = {false, false})
         : m_rule(rule)
         , m_choice(choice)
+        , m_known(known)
     {
     }
 
@@ -69,6 +77,10 @@ public:
                 << text(m_rule.skipped).arg(m_choice.skip.join(QLatin1Char(',')), name);
             return Outcome::Left;
         }
+        // If this fails, the target may be there all the same: on some file systems
+        // names that differ in case are one.
+        if (m_known.targetDirectoryIsNew && copyFile(source, target, durability))
+            return Outcome::Copied;
         if (QFile::exists(target)) {
             if (!m_choice.overwrite) {
                 logDebug(m_rule.operation) << text(m_rule.exists).arg(target);
@@ -84,6 +96,9 @@ public:
                 return Outcome::Failed;
             }
         }
+        // What is no regular file may have no end, or block.
+        if (!m_known.sourcesAreFiles && !QFileInfo(source).isFile())
+            return failed(shown, target);
         return copyFile(source, target, durability) ? Outcome::Copied : failed(shown, target);
     }
 
@@ -102,6 +117,7 @@ private:
 
     const FileCopyRule &m_rule;
     const CopyChoice &m_choice;
+    const Known m_known;
 };
 
 /// A single file given to a copier of trees.
@@ -154,14 +170,15 @@ public:
 
         const QDir destination(target);
         const QString targetPath = destination.absolutePath();
-        if (!destination.exists() && !destination.mkpath(targetPath))
+        const bool isNew = !destination.exists();
+        if (isNew && !destination.mkpath(targetPath))
             return failedToCreate(rule, targetPath);
         const FileId targetId = fileId(targetPath);
         if (!m_destination.isKnown())
             m_destination = targetId;
 
         const TreeTrail::Step step(m_trail, source.id());
-        const FileCopier copier(rule.files, choice);
+        const FileCopier copier(rule.files, choice, {true, isNew});
         for (const DirectoryListing::Entry &entry : source.read()) {
             const QString path = pathOf(prefix, entry.name);
             // Two slashes below the root directory; the texts show them.

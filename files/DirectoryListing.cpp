@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 
 #include <sys/stat.h>
 
@@ -92,9 +91,9 @@ NameTraits traitsOf(const char *name, std::size_t length)
     return traits;
 }
 
-char16_t asciiToLower(char c)
+QChar asciiToLower(char c)
 {
-    return static_cast<char16_t>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+    return QLatin1Char(static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c));
 }
 
 } // namespace
@@ -152,7 +151,7 @@ std::vector<DirectoryListing::Entry> DirectoryListing::read()
     entries.reserve(items.size());
     for (const Item &item : items)
         entries.push_back(
-            {QStringView(m_text.data() + item.name, qsizetype(item.nameLength)), item.isDirectory});
+            {QStringView(m_text.constData() + item.name, item.nameLength), item.isDirectory});
     return entries;
 }
 
@@ -199,11 +198,13 @@ DirectoryListing::Item DirectoryListing::addName(const char *nativeName, bool is
         const QByteArray bytes(nativeName, static_cast<int>(length));
         return isValidUtf8(bytes) ? addName(fromLocalBytes(bytes), isDirectory) : Item{};
     }
-    Item item = itemAtEnd(length, isDirectory);
-    std::copy_n(nativeName, length, grow(length));
+    const int size = static_cast<int>(length);
+    Item item = itemAtEnd(size, isDirectory);
+    std::transform(nativeName, nativeName + length, grow(size),
+                   [](char c) { return QChar(QLatin1Char(c)); });
     if (traits.hasUpper) {
-        item.key = static_cast<std::uint32_t>(m_text.size());
-        std::transform(nativeName, nativeName + length, grow(length), asciiToLower);
+        item.key = m_text.size();
+        std::transform(nativeName, nativeName + length, grow(size), asciiToLower);
     }
     return item;
 }
@@ -211,32 +212,32 @@ DirectoryListing::Item DirectoryListing::addName(const char *nativeName, bool is
 DirectoryListing::Item DirectoryListing::addName(const QString &name, bool isDirectory)
 {
     const QString lower = name.toLower();
-    Item item = itemAtEnd(static_cast<std::size_t>(name.size()), isDirectory);
-    std::copy_n(name.utf16(), name.size(), grow(static_cast<std::size_t>(name.size())));
-    item.key = static_cast<std::uint32_t>(m_text.size());
-    item.keyLength = static_cast<std::uint16_t>(lower.size());
-    std::copy_n(lower.utf16(), lower.size(), grow(static_cast<std::size_t>(lower.size())));
+    Item item = itemAtEnd(name.size(), isDirectory);
+    item.key = item.name + name.size();
+    item.keyLength = static_cast<std::int16_t>(lower.size());
+    m_text += name;
+    m_text += lower;
     return item;
 }
 
 /// An item whose name and key are the next @p length characters of the text.
-DirectoryListing::Item DirectoryListing::itemAtEnd(std::size_t length, bool isDirectory) const
+DirectoryListing::Item DirectoryListing::itemAtEnd(int length, bool isDirectory) const
 {
-    const auto place = static_cast<std::uint32_t>(m_text.size());
-    const auto size = static_cast<std::uint16_t>(length);
+    const int place = m_text.size();
+    const auto size = static_cast<std::int16_t>(length);
     return {place, place, size, size, isDirectory};
 }
 
-char16_t *DirectoryListing::grow(std::size_t length)
+QChar *DirectoryListing::grow(int length)
 {
-    const std::size_t end = m_text.size();
+    const int end = m_text.size();
     m_text.resize(end + length);
-    return &m_text[end];
+    return m_text.data() + end;
 }
 
-std::u16string_view DirectoryListing::key(const Item &item) const
+QStringView DirectoryListing::key(const Item &item) const
 {
-    return {m_text.data() + item.key, item.keyLength};
+    return {m_text.constData() + item.key, item.keyLength};
 }
 
 } // namespace ZeCore

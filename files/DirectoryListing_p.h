@@ -9,7 +9,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include <dirent.h>
@@ -79,10 +78,10 @@ private:
     /// A name and its sort key, both in #m_text. Small, since sorting moves it.
     struct Item
     {
-        std::uint32_t name;
-        std::uint32_t key;
-        std::uint16_t nameLength;
-        std::uint16_t keyLength;
+        int name;
+        int key;
+        std::int16_t nameLength;
+        std::int16_t keyLength;
         bool isDirectory;
     };
 
@@ -91,15 +90,15 @@ private:
     std::vector<Item> readThroughQt();
     Item addName(const char *nativeName, bool isDirectory);
     Item addName(const QString &name, bool isDirectory);
-    Item itemAtEnd(std::size_t length, bool isDirectory) const;
-    char16_t *grow(std::size_t length);
-    std::u16string_view key(const Item &item) const;
+    Item itemAtEnd(int length, bool isDirectory) const;
+    QChar *grow(int length);
+    QStringView key(const Item &item) const;
 
     QString m_prefix;
     std::unique_ptr<DIR, int (*)(DIR *)> m_stream;
     bool m_isOpen = false;
     FileId m_id;
-    std::u16string m_text;
+    QString m_text;
 };
 
 } // namespace ZeCore

@@ -13,7 +13,8 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
-#include <map>
+#include <algorithm>
+#include <vector>
 
 namespace ZeCore {
 
@@ -151,8 +152,8 @@ public:
 
     ~TreeCopier()
     {
-        for (const auto &fileSystem : m_unsynced)
-            syncFileSystem(fileSystem.second);
+        for (const FileSystem &fileSystem : m_unsynced)
+            syncFileSystem(fileSystem.directory);
     }
     Q_DISABLE_COPY(TreeCopier)
 
@@ -202,6 +203,12 @@ public:
     }
 
 private:
+    struct FileSystem
+    {
+        dev_t device;
+        QString directory; ///< one that lies on it
+    };
+
     bool isDestination(FileId directory) const
     {
         return directory.isKnown() && directory == m_destination;
@@ -218,8 +225,12 @@ private:
     void noteCopied(Durability durability, FileId directory, const QString &directoryPath)
     {
         ++m_copied;
-        if (durability == Durability::BySyncingLater)
-            m_unsynced.emplace(directory.device, directoryPath);
+        const auto isItsFileSystem = [directory](const FileSystem &fileSystem) {
+            return fileSystem.device == directory.device;
+        };
+        if (durability == Durability::BySyncingLater
+            && std::none_of(m_unsynced.begin(), m_unsynced.end(), isItsFileSystem))
+            m_unsynced.push_back({directory.device, directoryPath});
     }
 
     static bool failedBelow(const TreeCopyRule &rule, const QString &source, const QString &target)
@@ -233,7 +244,7 @@ private:
     TreeTrail m_trail;
     FileId m_destination; ///< the walk never enters it, or it would copy its copies
     std::size_t m_copied = 0;
-    std::map<dev_t, QString> m_unsynced; ///< a directory of each file system
+    std::vector<FileSystem> m_unsynced;
 };
 
 } // namespace

@@ -30,17 +30,18 @@ public:
 
     /// Whether the thread has been asked to stop. Thread-safe.
     bool isNeedStop() const;
-    /// Sets or clears the stop request; it neither wakes nor waits for the thread. Thread-safe.
+    /// Sets or, with @p needStop false, clears the stop request; it neither wakes nor waits for the
+    /// thread. Thread-safe.
     void setNeedStop(bool needStop);
 
     /// The caller-chosen kind of the thread (0 until set), carried by sigThreadOut().
     int threadType() const;
-    /// Sets the kind of the thread.
+    /// Sets the kind of the thread to @p threadType, any number.
     void setThreadType(int threadType);
 
     /// The caller-chosen outcome code of the thread's work (0 until set).
     int result() const;
-    /// Sets the outcome code.
+    /// Sets the outcome code to @p result, any number.
     void setResult(int result);
 
     /// The most recent failure text, exactly as given; empty if there was none.
@@ -59,7 +60,8 @@ public:
     virtual void stopThread();
 
 Q_SIGNALS:
-    /// For derived classes to emit when their work ends; the base class never does.
+    /// For derived classes to emit when their work ends, with @p threadType or a
+    /// number of their own; the base class never does.
     void sigThreadOut(int threadType);
 
 private:

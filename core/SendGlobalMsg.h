@@ -34,7 +34,8 @@ class ZECORE_EXPORT SendGlobalMsg : public QObject
 public:
     /// The events. Senders may also use numbers outside of this list: they are
     /// passed on unchanged and have no name in the log. What the payload of an
-    /// event holds is agreed between its sender and its receivers.
+    /// event holds is agreed between its sender and its receivers, and so is the
+    /// meaning of an event beyond what its name says.
     enum GlobalSignals {
         E_GS_ChangedTranslator = 0,
         E_GS_ShowGViewRule = 1,
@@ -64,17 +65,18 @@ public:
     /// sigSendGlobalMsg(). Blocks as long as directly connected receivers do.
     void sendGlobalMsg(int sgs, const QVariant &var);
 
-    /// As sendGlobalMsg() for the outcome of an event: logs @p isError too and
-    /// emits sigSendGlobalMsgResult().
+    /// As sendGlobalMsg() with @p sgs and @p var, for the outcome of an event. Logs
+    /// @p isError too and emits sigSendGlobalMsgResult().
     void sendGlobalMsgResult(int sgs, const QVariant &var, bool isError);
 
     /// The object of init(), null before the first call; use init().
     static SendGlobalMsg *pSendGlobalMsg;
 
 Q_SIGNALS:
-    /// The event @p sgs, a #GlobalSignals or a number of the program's own, with its payload.
+    /// The event @p sgs, a #GlobalSignals or a number of the program's own, with its
+    /// payload @p var.
     void sigSendGlobalMsg(int sgs, const QVariant &var);
-    /// The outcome of the event @p sgs with its payload.
+    /// The outcome of the event @p sgs, a failure if @p isError, with its payload @p var.
     void sigSendGlobalMsgResult(int sgs, const QVariant &var, bool isError);
 
 private:

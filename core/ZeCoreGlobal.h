@@ -10,6 +10,7 @@
 /// Export macro of the library: every exported class carries it, everything
 /// else stays inside `libZeCore.so`.
 
+/// Exports a class from the shared library; nothing in a static one.
 #if defined(ZECORE_STATIC)
 #define ZECORE_EXPORT
 #elif defined(ZECORE_BUILDING_LIBRARY)

@@ -41,7 +41,7 @@ class ZECORE_EXPORT ZeFileManager : public QObject
     Q_OBJECT
 
 public:
-    /// Creates an object; programs use the one of init().
+    /// Creates an object, owned by @p parent if there is one; programs use that of init().
     explicit ZeFileManager(QObject *parent = nullptr);
     /// Logs one debug line.
     ~ZeFileManager() override;
@@ -67,8 +67,8 @@ public:
     QString Md5Encryption(const QString &text) const;
     /// The MD5 digest of @p data as 16 raw bytes, unlike the overload for text.
     QByteArray Md5Encryption(const QByteArray &data) const;
-    /// The MD5 digest of the file's content as 16 raw bytes; an empty array, without
-    /// a last error, if the file cannot be opened. Memory use does not depend on its
+    /// The MD5 digest of the content of @p path as 16 raw bytes; an empty array, without
+    /// a last error, if it cannot be opened. Memory use does not depend on its
     /// size; a device without an end is read for ever.
     QByteArray Md5File(const QString &path) const;
 
@@ -112,7 +112,7 @@ public:
     /// fewer than 1024 bytes that cannot be parsed is shown in the log.
     QVariant jsonToVariant(const QByteArray &json);
 
-    /// Removes one file or one directory with all its content.
+    /// Removes the file or the directory @p path, the latter with all its content.
     ///
     /// A link is removed as a link, whatever it points at; FIFOs and sockets are
     /// removed like files. Returns true only if the path is gone. Otherwise the
@@ -125,7 +125,7 @@ public:
     /// to "File does not exist:" and the path.
     bool hasExecutePermission(const QString &path);
 
-    /// Keeps the last @p lines lines of a text file.
+    /// Keeps the last @p lines lines of the text file @p path.
     ///
     /// A file with at most that many lines keeps its bytes exactly. Otherwise every
     /// kept line ends with a line feed afterwards, and bytes that the local encoding
@@ -300,14 +300,14 @@ public:
     /// and its path; so does a name with two of the words, which is gone at the second.
     bool removeDirWithFileNames(const QString &dirPath, const QStringList &words);
 
-    /// Removes all but the @p keep newest files that match @p nameFilters.
+    /// Removes all but the @p keep newest files of @p dirPath that match @p nameFilters.
     ///
     /// Returns false if nothing had to be removed (a missing directory included).
     /// Removals that fail are not reported.
     bool removeLastDateTimeFiles(const QString &dirPath, const QStringList &nameFilters, int keep);
 
-    /// Removes the files that match @p nameFilters and were created more than
-    /// @p days calendar days from today, in the past or in the future.
+    /// Removes the files of @p dirPath that match @p nameFilters and were created more
+    /// than @p days calendar days from today, in the past or in the future.
     ///
     /// The creation time is the time of the last status change where the file
     /// system records no birth. Stops at the first failure with false and

@@ -90,12 +90,12 @@ public:
 
     /// Whether the latest getUrl() succeeded; false while it runs.
     bool getIsSuccess() const;
-    /// Sets the flag that getIsSuccess() returns.
+    /// Sets the flag that getIsSuccess() returns to @p isSuccess.
     void setIsSuccess(bool isSuccess);
 
     /// The body of the latest success, as a QByteArray; invalid if there was none.
     QVariant getReq() const;
-    /// Sets the value that getReq() returns, of any type.
+    /// Sets the value that getReq() returns to @p req, of any type.
     void setReq(const QVariant &req);
 
     /// The token of setToken(); empty at first.

@@ -68,7 +68,7 @@ class ZECORE_EXPORT ZeLog : public BaseThread
 public:
     /// Creates the log directory with all missing parents and logs the outcome;
     /// a failure shows again when the first file cannot be opened. Does not start
-    /// the thread.
+    /// the thread. @p parent owns the object, if given.
     ///
     /// PublicClass::initMember() comes first: it names the directory. Without it
     /// nothing is pruned and the files land in the root directory. A relative
@@ -82,8 +82,8 @@ public:
     ~ZeLog() override;
 
     /// Qt's message handler: queues the line "[yyMMdd hhmmss.zzz][Zemix]" + @p msg
-    /// and echoes @p msg on standard error, in the colour of its severity and in
-    /// the local 8-bit encoding. @p context is not used.
+    /// and echoes @p msg on standard error, in the colour of its severity
+    /// @p type and in the local 8-bit encoding. @p context is not used.
     ///
     /// Does nothing at all, console included, while #_isRelease is true or
     /// #_isWriteLogToFile is false. Lines are queued in the order of their times.
@@ -97,7 +97,8 @@ public:
     /// @p text unchanged if @p codes is empty. Thread-safe.
     static QString setConsoleColor(const QList<int> &codes, const QString &text);
 
-    /// Switches the logger on or off, console echo included; see #_isWriteLogToFile.
+    /// Switches the logger on or, with @p on false, off, console echo included; see
+    /// #_isWriteLogToFile.
     static void setWriteLogToFile(bool on);
 
     /// Removes all but the 50 newest "*.log" files of the log directory, then makes
@@ -139,33 +140,33 @@ public:
 
     /// @name Parameters of the ANSI colour sequences
     /// Writable: the handler reads them for every line. @{
-    static int DEFAULT;
-    static int BOLD;
-    static int UN_BOLD;
-    static int UNDER_LINE;
-    static int GLINT;
-    static int INVERSE;
-    static int BOLD_2;
-    static int NORMAL;
-    static int UN_UNDER_LINE;
-    static int STOP_GLINT;
-    static int INVERSE_2;
-    static int FORE_GROUND_BLACK;
-    static int FORE_GROUND_RED;
-    static int FORE_GROUND_GREEN;
-    static int FORE_GROUND_ORANGE;
-    static int FORE_GROUND_BLUE;
-    static int FORE_GROUND_PURPLE;
-    static int FORE_GROUND_CYAN;
-    static int FORE_GROUND_WHITE;
-    static int BACK_GROUND_BLACK;
-    static int BACK_GROUND_RED;
-    static int BACK_GROUND_GREEN;
-    static int BACK_GROUND_ORANGE;
-    static int BACK_GROUND_BLUE;
-    static int BACK_GROUND_PURPLE;
-    static int BACK_GROUND_CYAN;
-    static int BACK_GROUND_WHITE;
+    static int DEFAULT;            ///< 0: resets everything; the colour of debug lines.
+    static int BOLD;               ///< 1: bold.
+    static int UN_BOLD;            ///< 2: faint.
+    static int UNDER_LINE;         ///< 4: underlined.
+    static int GLINT;              ///< 5: blinking.
+    static int INVERSE;            ///< 7: foreground and background exchanged.
+    static int BOLD_2;             ///< 21: bold off, on some terminals underlined twice.
+    static int NORMAL;             ///< 22: neither bold nor faint.
+    static int UN_UNDER_LINE;      ///< 24: underlined off.
+    static int STOP_GLINT;         ///< 25: blinking off.
+    static int INVERSE_2;          ///< 27: inverse off.
+    static int FORE_GROUND_BLACK;  ///< 30: black text.
+    static int FORE_GROUND_RED;    ///< 31: red; the colour of critical and fatal messages.
+    static int FORE_GROUND_GREEN;  ///< 32: green text.
+    static int FORE_GROUND_ORANGE; ///< 33: yellow on most terminals; the colour of warnings.
+    static int FORE_GROUND_BLUE;   ///< 34: blue text.
+    static int FORE_GROUND_PURPLE; ///< 35: purple text.
+    static int FORE_GROUND_CYAN;   ///< 36: cyan text.
+    static int FORE_GROUND_WHITE;  ///< 37: white text.
+    static int BACK_GROUND_BLACK;  ///< 40: black background.
+    static int BACK_GROUND_RED;    ///< 41: red background.
+    static int BACK_GROUND_GREEN;  ///< 42: green background.
+    static int BACK_GROUND_ORANGE; ///< 43: yellow background on most terminals.
+    static int BACK_GROUND_BLUE;   ///< 44: blue background.
+    static int BACK_GROUND_PURPLE; ///< 45: purple background.
+    static int BACK_GROUND_CYAN;   ///< 46: cyan background.
+    static int BACK_GROUND_WHITE;  ///< 47: white background.
     /// @}
 
 private:

@@ -77,13 +77,13 @@ public:
     /// An empty and a null message are the same and arrive as an empty text.
     bool sendMessage(const QString &message, int timeout, bool block);
 
-    /// The name of the local socket for @p appId: "qtsingleapplication-", the CRC-16
+    /// The name of the local socket for @p appId is "qtsingleapplication-", the CRC-16
     /// (ISO 3309) of its UTF-8 bytes, "-" and the real user id of the process, both
     /// in lower-case hexadecimal without leading zeros.
     static QString appSessionId(const QString &appId);
 
 Q_SIGNALS:
-    /// A message has arrived at this server and was acknowledged.
+    /// The text @p message has arrived at this server and was acknowledged.
     ///
     /// @p socket, a QLocalSocket, is the open connection to its sender. The receiver
     /// owns it: delete it (at once or later) or close it to release a sender that

@@ -53,7 +53,7 @@ class ZECORE_EXPORT QtSingleCoreApplication : public QCoreApplication
     Q_OBJECT
 
 public:
-    /// Enters this process in the table and starts to listen for messages.
+    /// Enters this process in the table of @p appId and starts to listen for messages.
     ///
     /// The first live instance that was entered earlier becomes the default target of
     /// isRunning() and sendMessage(), for good: a later one does not take its place.
@@ -80,12 +80,12 @@ public:
     /// The application id that was given to the constructor.
     QString applicationId() const;
 
-    /// Whether sendMessage() waits until the receiver closes the connection (false at
-    /// first).
+    /// With @p value true sendMessage() waits until the receiver closes the connection
+    /// (false at first).
     void setBlock(bool value);
 
 Q_SIGNALS:
-    /// A message from another instance has arrived and was acknowledged.
+    /// The text @p message from another instance has arrived and was acknowledged.
     ///
     /// The receiver owns @p socket, the QLocalSocket of the sender, and deletes it
     /// when it is done; see QtLocalPeer::messageReceived().

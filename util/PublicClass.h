@@ -98,7 +98,7 @@ public:
 
     /// Appends @p a to #byteArrayList. Thread-safe.
     void addByteArrayList(QByteArray &a);
-    /// Replaces #byteArrayList. Not locked, unlike its siblings: callers rely on
+    /// Replaces #byteArrayList by @p l. Not locked, unlike its siblings: callers rely on
     /// being able to call it while they hold #_mutex.
     void setByteArrayList(const QList<QByteArray> &l);
     /// Removes the element at @p i; an index out of range is ignored. Thread-safe.
@@ -121,7 +121,7 @@ public:
 
     /// @name Shell commands
     ///
-    /// Each runs `/bin/bash -c cmd` and blocks until the shell has ended or
+    /// Each runs `/bin/bash -c` with @p cmd and blocks until the shell has ended or
     /// @p timeoutMs milliseconds have passed (-1: no limit), without serving the
     /// calling thread's events. Environment and working directory are inherited;
     /// standard input is an open pipe on which nothing arrives, so a command that
@@ -205,10 +205,11 @@ public:
     /// one longer after each restart. Call it on the main thread.
     void rebootSelf();
 
-    /// Opens a directory on the desktop. On this platform it only logs a warning.
+    /// Opens the directory @p dir on the desktop. On this platform it only logs a
+    /// warning, which names another one.
     void openDir(QString dir);
 
-    /// Switches the start of the program at log-on on or off.
+    /// Switches the start of the program at log-on on or, with @p on false, off.
     ///
     /// Stores the program's path with backslashes under the application's name, or
     /// removes it, in the settings of that name for the platform. Here this is an
@@ -216,7 +217,7 @@ public:
     /// "HKEY_CURRENT_USER\Software\Microsoft\Windows\CurrentVersion\Run". Errors
     /// are not reported. Does nothing without an application name.
     void setAutoBootSoftware(bool on);
-    /// The same as setAutoBootSoftware(): not a question, whatever its name says.
+    /// The same as setAutoBootSoftware(@p on): not a question, whatever its name says.
     void autoBootSoftware(bool on);
 
     /// @}
@@ -234,8 +235,9 @@ public:
     /// that both have: "1.2" and "1.2.0" are each lower than the other.
     static bool isLowVersion(QString a, QString b);
 
-    /// Whether two labels such as "GY-1.2" name the same version: the same text
-    /// before the first "-" and between it and the second, white space simplified.
+    /// Whether two labels @p a and @p b such as "GY-1.2" name the same version: the
+    /// same text before the first "-" and between it and the second, white space
+    /// simplified.
     ///
     /// In @p a alone "_" stands for a dot. False without a "-" or a dot in both.
     static bool isSameGyroVersion(QString a, QString b);
@@ -287,7 +289,7 @@ public:
     /// Whether @p ip is four decimal fields of 0 to 255 with dots between them and
     /// nothing else. Leading zeros up to three digits are fine.
     bool isValidIP(const QString &ip);
-    /// Counts the one bits of a subnet mask such as "255.255.255.0" in @p bits;
+    /// Counts the one bits of a subnet @p mask such as "255.255.255.0" in @p bits;
     /// whether they stand together is not checked. False for text that is no
     /// address: the reason is the last error and @p bits is left untouched.
     bool getMask1Bits(const QString &mask, int &bits);
@@ -299,8 +301,9 @@ public:
     /// and the search ends at the end of @p text or before the first empty match.
     QStringList findRegExp(const QString &pattern, const QString &text);
 
-    /// @p length random characters of the kinds asked for, with a dash in every
-    /// fourth place if @p dashes. Upper case comes only along with lower case.
+    /// @p length random characters: @p digits, @p lower case and @p upper case
+    /// letters, with a dash in every fourth place if @p dashes. Upper case comes only
+    /// along with lower case.
     /// A null string for a length below 1 and if no kind is left.
     ///
     /// Uses rand() of the C library and never seeds it: call srand() first, and do
@@ -362,7 +365,8 @@ public:
     /// @p v as bytes: text in the local 8-bit encoding, maps and lists as JSON in
     /// the form @p fmt, bytes as they are. Empty for any other type and for null.
     QByteArray qVariantToByteArray(const QVariant &v, const QJsonDocument::JsonFormat &fmt) const;
-    /// Writes @p v, a map, a list or a QByteArray of JSON, to the file @p path.
+    /// Writes @p v, a map, a list or a QByteArray of JSON, to the file @p path in the
+    /// form @p fmt.
     ///
     /// False if it is no JSON, if it is empty, in which case the file is not
     /// touched, or if the file cannot be opened; the reason is the last error.
@@ -379,7 +383,7 @@ public:
     /// The lines of the UTF-8 file @p path, each up to its first NUL and without
     /// its end ("\n" or "\r\n"). Empty if the file cannot be opened.
     QStringList readTxt(const QString &path);
-    /// A key table from the JSON file @p path: for each key of the object
+    /// A key table from the JSON file @p path that holds for each key of the object
     /// "ShiftForge" the text of the root's member of that name, empty if the root
     /// has no such text. The values within "ShiftForge" are not used. Empty if the
     /// file cannot be read.

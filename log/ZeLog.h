@@ -35,6 +35,9 @@
 /// log->wait();
 /// delete log;
 /// @endcode
+/// A line that a logging rule filters out ("*.debug=false") wakes nobody; the call
+/// `ZeLog::_synSem.release()` in its place wakes without a line.
+///
 /// A writer that waits writes that line and ends. One that is busy ends after the
 /// batch at hand, and lines queued meanwhile stay unwritten: a program that needs
 /// its very last lines waits until #_stringList is empty before it begins to stop.

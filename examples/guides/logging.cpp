@@ -51,9 +51,9 @@ int main(int argc, char **argv)
 
     while (log->isRunning() && !isQueueEmpty()) // here a program would do its work
         service->waitMSTime(10);
-    log->setNeedStop(true); // the clean stop: ask,
-    qDebug() << "goodbye";  // wake the writer,
-    log->wait();            // wait for it,
-    delete log;             // and only then delete
+    log->setNeedStop(true);   // the clean stop: ask,
+    ZeLog::_synSem.release(); // wake the writer,
+    log->wait();              // wait for it,
+    delete log;               // and only then delete
     return 0;
 }

@@ -26,7 +26,7 @@ void stopCleanly(ZeLog *log)
     while (log->isRunning() && !isQueueEmpty()) // a writer without a file has ended
         QThread::msleep(10);
     log->setNeedStop(true);
-    qDebug() << "wakes the writer"; // written or not
+    ZeLog::_synSem.release(); // wakes the writer if it sleeps
     log->wait();
     delete log; // from here on the handler does nothing
 }

@@ -8,7 +8,7 @@
 # Usage: test_guide.sh SOURCE_DIR DOCUMENT EXAMPLE PROGRAM
 
 set -euo pipefail
-source_dir=$1 document=$1/$2 example=$1/$3 program=$4
+document=$1/$2 example=$1/$3 program=$4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 

@@ -160,13 +160,15 @@ public:
     bool getDirectoryFiles(const QString &path, const QStringList &excludedNames,
                            QList<QVariant> &out);
 
-    /// As getDirectoryFiles() with the files that have one of @p suffixes. Every
-    /// other file gives one debug line, "[跳过的过滤文件[" list "]:" name "]".
+    /// As getDirectoryFiles(): appends to @p out the files below @p path that have one
+    /// of @p suffixes. Every other file gives one debug line, "[跳过的过滤文件[" list "]:" name
+    /// "]".
     bool getDirectorySuffixFiles(const QString &path, const QStringList &suffixes,
                                  QList<QVariant> &out);
 
-    /// As getDirectoryFiles() with the files that have none of @p suffixes. Every
-    /// other file gives one debug line, "[跳过的过滤文件[" list "]:" name "]".
+    /// As getDirectoryFiles(): appends to @p out the files below @p path that have none
+    /// of @p suffixes. Every other file gives one debug line, "[跳过的过滤文件[" list "]:" name
+    /// "]".
     bool getDirectoryFilesSuffix(const QString &path, const QStringList &suffixes,
                                  QList<QVariant> &out);
 
@@ -182,9 +184,9 @@ public:
     /// "created_date_time" (birth, else change of status).
     QList<QVariant> queryFileList(const QString &dirPath, const QStringList &nameFilters);
 
-    /// The whole content of the last file that can be read of those that
-    /// `QDir(dirPath).entryInfoList(nameFilters, filters, sort)` lists: deliberately
-    /// one file, not all of them joined.
+    /// The whole content of the last file in @p dirPath that can be read, of those that
+    /// QDir::entryInfoList() lists with @p nameFilters, @p filters and @p sort. That is
+    /// deliberately one file, not all of them joined.
     ///
     /// Every entry that cannot be read gives a warning "[read file faild: " path
     /// "]"; what is no regular file is not opened, since it might block. The
@@ -235,12 +237,13 @@ public:
     bool copyDirectoryFiles(const QString &src, const QString &dstDir, const QStringList &skipNames,
                             bool overwrite);
 
-    /// As copyDirectoryFiles() with a list of suffixes, but a single file @p src is
-    /// always copied and always overwrites, whatever the list and the flag.
+    /// As copyDirectoryFiles() from @p src to @p dstDir with a list of suffixes,
+    /// @p skipSuffixes, but a single file @p src is always copied and always
+    /// overwrites, whatever the list and @p overwrite.
     bool copyDirectoryFilesSuffix(const QString &src, const QString &dstDir,
                                   const QStringList &skipSuffixes, bool overwrite);
 
-    /// As copyDirectoryFiles() without a list, always overwriting. A failed file of
+    /// As copyDirectoryFiles() to @p dstDir without a list, always overwriting. A failed file of
     /// @p src itself is reported with the path of @p src, not with its own.
     bool copyDirectorySameFiles(const QString &src, const QString &dstDir);
 

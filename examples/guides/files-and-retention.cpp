@@ -40,12 +40,13 @@ int main(int argc, char **argv)
     files->removeLastDateTimeFiles(recordings, {"*.rec"}, 3);
     qDebug() << "kept:" << QDir(recordings).entryList(QDir::Files);
 
-    // A text file that only grows: keep its last two lines.
-    files->writeFile(data.filePath("events.txt"), "start\nhome\nmove\nstop\n");
-    files->truncateFile(data.filePath("events.txt"), 2);
-    QFile events(data.filePath("events.txt"));
-    if (events.open(QIODevice::ReadOnly))
-        qDebug() << "events:" << events.readAll();
+    // Onto a stick, but for the notes; the copies are on the disk when the call returns.
+    files->writeFile(recordings + "/notes.txt", "private");
+    const QString stick = data.filePath("stick");
+    QList<QVariant> copies;
+    if (files->copyDirectoryFilesSuffix(recordings, stick, {"txt"}, true))
+        files->getDirectoryFiles(stick, {}, copies);
+    qDebug() << "copied:" << copies.size() << "files";
 
     // A directory with all its content.
     qDebug() << "removed:" << files->removeDirOrFile(recordings);

@@ -31,7 +31,7 @@ public:
 
     /// Stores @p error and writes it as one warning line.
     ///
-    /// The stored text has every line feed removed (carriage returns stay), so
+    /// @note The stored text has every line feed removed (carriage returns stay), so
     /// that it fits one line of a dialogue; the log line shows @p error as given.
     void setLastError(const QString &error);
 

@@ -48,8 +48,9 @@ public:
     /// The reference is valid as long as the object and changes with setLastError().
     const QString &lastError() const;
 
-    /// Stores @p error unchanged (line feeds included, unlike BaseObject) and
-    /// writes it as one warning line.
+    /// Stores @p error and writes it as one warning line.
+    ///
+    /// @note The text is stored unchanged, line feeds included, unlike in BaseObject.
     void setLastError(const QString &error);
 
     /// Sets the stop request, asks the thread's event loop to quit and waits

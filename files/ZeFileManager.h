@@ -49,9 +49,11 @@ public:
     /// The one object, created on first use. Thread-safe.
     static QSharedPointer<ZeFileManager> &init();
 
-    /// Destroys the object for the shutdown of the process. #instance still points
-    /// at it afterwards, so the service must not be used any more; a second call
-    /// does no harm. Does nothing if the object was never created.
+    /// Destroys the object for the shutdown of the process; a second call does no
+    /// harm. Does nothing if the object was never created.
+    ///
+    /// @note #instance still points at the object afterwards, which callers rely on:
+    /// the service must not be used any more.
     static void releaseThis();
 
     /// A copy of the last failure text of any operation; empty if there was none. Thread-safe.
@@ -65,7 +67,9 @@ public:
     /// The MD5 digest of @p text in Latin-1, as 32 lower-case hexadecimal digits.
     /// Characters outside Latin-1 count as question marks, not as UTF-8.
     QString Md5Encryption(const QString &text) const;
-    /// The MD5 digest of @p data as 16 raw bytes, unlike the overload for text.
+    /// The MD5 digest of @p data as 16 raw bytes.
+    ///
+    /// @note Bytes, unlike the overload for text.
     QByteArray Md5Encryption(const QByteArray &data) const;
     /// The MD5 digest of the content of @p path as 16 raw bytes; an empty array, without
     /// a last error, if it cannot be opened. Memory use does not depend on its
@@ -80,8 +84,9 @@ public:
     /// Replaces the content of @p path by @p data, creating the file if needed.
     ///
     /// Returns whether the file could be opened; if not, the last error is the path
-    /// directly followed by the system's text. What happens to the bytes afterwards
-    /// is not checked: a full disk gives true.
+    /// directly followed by the system's text.
+    ///
+    /// @note What happens to the bytes afterwards is not checked: a full disk gives true.
     bool writeFile(const QString &path, const QByteArray &data);
 
     /// Reads a JSON file into a tree as jsonToVariant() does.
@@ -185,8 +190,9 @@ public:
     QList<QVariant> queryFileList(const QString &dirPath, const QStringList &nameFilters);
 
     /// The whole content of the last file in @p dirPath that can be read, of those that
-    /// QDir::entryInfoList() lists with @p nameFilters, @p filters and @p sort. That is
-    /// deliberately one file, not all of them joined.
+    /// QDir::entryInfoList() lists with @p nameFilters, @p filters and @p sort.
+    ///
+    /// @note Deliberately one file, not all of them joined.
     ///
     /// Every entry that cannot be read gives a warning "[read file faild: " path
     /// "]"; what is no regular file is not opened, since it might block. The
@@ -292,8 +298,10 @@ public:
     ///
     /// Goes on after failures ("remove %1 file failed") and returns true if @p path
     /// exists; otherwise false with "%1 dir is not exists", which names the
-    /// application directory and not @p path. Except in that case the current
-    /// directory of the process is the application directory afterwards.
+    /// application directory and not @p path.
+    ///
+    /// @note Unless @p path is missing, the current directory of the process is the
+    /// application directory afterwards.
     bool removeDirWithContent(const QString &path);
 
     /// Removes the files of @p dirPath whose names contain one of @p words
@@ -321,8 +329,10 @@ public:
     ///
     /// Stops at the first failure with false and "remove file faild: " and the
     /// path; a missing directory gives false and "dir is not exists : " and its
-    /// absolute path. Unless @p keep is negative the current directory of the
-    /// process is the application directory afterwards.
+    /// absolute path.
+    ///
+    /// @note Unless @p keep is negative, the current directory of the process is the
+    /// application directory afterwards.
     bool removeFileByTime(const QString &dirPath, int keep);
 
     /// @}

@@ -54,10 +54,12 @@ public:
     /// the one that may use it.
     static QSharedPointer<HttpApi> &init();
 
-    /// Destroys the object for the shutdown of the process. #instance still points
-    /// at it afterwards, so the service must not be used any more; a second call
-    /// does no harm. Does nothing if the object was never created. To be called on
-    /// the thread of the object.
+    /// Destroys the object for the shutdown of the process; a second call does no
+    /// harm. Does nothing if the object was never created. To be called on the thread
+    /// of the object.
+    ///
+    /// @note #instance still points at the object afterwards, which callers rely on:
+    /// the service must not be used any more.
     static void releaseThis();
 
     /// @name The request
@@ -100,7 +102,9 @@ public:
 
     /// The token of setToken(); empty at first.
     QString getToken() const;
-    /// Keeps @p token for getToken(). No request carries it.
+    /// Keeps @p token for getToken().
+    ///
+    /// @note No request carries it.
     void setToken(const QString &token);
 
     /// @}
@@ -124,8 +128,9 @@ public:
     /// the current directory.
     ///
     /// A path that is no regular file logs "Not file: " and the path, and then counts
-    /// as empty text, like a file that cannot be opened: the last error is the
-    /// parser's text in the end, and callers rely on it.
+    /// as empty text, like a file that cannot be opened.
+    ///
+    /// @note The last error is the parser's text in the end, and callers rely on it.
     QVariant getJsonVariant(const QString &filePath);
 
     /// @p value, a map, hash, list or string list, as indented JSON text in UTF-8;
@@ -137,8 +142,9 @@ public:
     /// @name Paths
     /// @{
 
-    /// What follows the last slash or backslash of @p url, query and fragment
-    /// included; empty without any, so a bare file name gives nothing.
+    /// What follows the last slash or backslash of @p url, query and fragment included.
+    ///
+    /// @note Empty without any slash: a bare file name gives nothing.
     QString getFileNameByUrl(const QString &url);
 
     /// Removes every file of the tree below @p path, except the files and
@@ -153,8 +159,9 @@ public:
     ///
     /// Goes on after failures ("remove %1 file failed") and returns true if @p path
     /// exists; otherwise, as for an empty path, false with "%1 dir is not exists",
-    /// which names the current directory and not @p path. The current directory of
-    /// the process is the application directory afterwards.
+    /// which names the current directory and not @p path.
+    ///
+    /// @note The current directory of the process is the application directory afterwards.
     bool removeDirWithContent(const QString &path, const QStringList &excludedNames);
 
     /// Empties the directory @p path as removeDirWithContent() does, with nothing

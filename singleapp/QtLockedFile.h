@@ -18,7 +18,7 @@
 /// descriptor of the file. So never open a locked file a second time, not even to
 /// look at it, and give it up with unlock(), not with close().
 ///
-/// A successful unlock() of a held lock deletes the file; callers rely on it. A
+/// @note A successful unlock() of a held lock deletes the file; callers rely on it. A
 /// process that opens the path afterwards locks a new file, even while others
 /// still wait for the deleted one: under contention two processes can hold "the"
 /// lock at once.
@@ -65,9 +65,10 @@ public:
     /// Returns true, too, if no lock was held (the file then stays open and in place)
     /// or if the file could not be deleted. Returns false after a warning if the file
     /// is not open ("QtLockedFile::unlock(): file is not opened") or if the system
-    /// refuses, which leaves the lock mode as it is; that text begins with
-    /// "QtLockedFile::lock(): fcntl: " although the operation is another, and callers
-    /// rely on it.
+    /// refuses, which leaves the lock mode as it is.
+    ///
+    /// @note The text of a refusal begins with "QtLockedFile::lock(): fcntl: " although
+    /// the operation is another; callers rely on it.
     bool unlock();
 
     /// Whether this object holds a lock.

@@ -98,8 +98,10 @@ public:
 
     /// Appends @p a to #byteArrayList. Thread-safe.
     void addByteArrayList(QByteArray &a);
-    /// Replaces #byteArrayList by @p l. Not locked, unlike its siblings: callers rely on
-    /// being able to call it while they hold #_mutex.
+    /// Replaces #byteArrayList by @p l.
+    ///
+    /// @note Not locked, unlike its siblings: callers rely on being able to call it while
+    /// they hold #_mutex.
     void setByteArrayList(const QList<QByteArray> &l);
     /// Removes the element at @p i; an index out of range is ignored. Thread-safe.
     void removeByteArrayList(int i);
@@ -138,8 +140,10 @@ public:
     /// @{
 
     /// Runs @p cmd; @p out is its standard output, else its standard error, else
-    /// the error text of the process ("Unknown error" for a command that succeeds
-    /// in silence; callers rely on it).
+    /// the error text of the process.
+    ///
+    /// @note That text is "Unknown error" for a command that succeeds in silence;
+    /// callers rely on it.
     ///
     /// Returns whether the shell finished in time, whatever its exit code. The
     /// result is logged in one line; with @p print false the output of a command
@@ -186,7 +190,8 @@ public:
 
     /// Reboots the machine with "sudo reboot". Returns at once, with whether the
     /// command could be started; the program runs on until the reboot ends it.
-    /// The name is spelled so: callers rely on it.
+    ///
+    /// @note The name is spelled so: callers rely on it.
     bool rebootSytem();
 
     /// Starts @p cmd detached, then asks the program's event loop to exit with 0,
@@ -198,11 +203,14 @@ public:
     void rebootCmd(const QString &cmd);
 
     /// Starts this program anew, in the application directory, then asks the
-    /// event loop to exit with 0, even if the start failed.
+    /// event loop to exit with 0, even if the start failed. Call it on the main thread.
     ///
-    /// The new process gets the whole argument list of this one, the program's
+    /// @note The new process gets the whole argument list of this one, the program's
     /// own name included, as its arguments; callers rely on it. The list is thus
-    /// one longer after each restart. Call it on the main thread.
+    /// one longer after each restart.
+    ///
+    /// @note It starts before this one has left: it finds this one running, as a
+    /// QtSingleCoreApplication does, and has to wait for its end.
     void rebootSelf();
 
     /// Opens the directory @p dir on the desktop. On this platform it only logs a
@@ -212,12 +220,16 @@ public:
     /// Switches the start of the program at log-on on or, with @p on false, off.
     ///
     /// Stores the program's path with backslashes under the application's name, or
-    /// removes it, in the settings of that name for the platform. Here this is an
-    /// INI file in the current directory whose name is the registry location
-    /// "HKEY_CURRENT_USER\Software\Microsoft\Windows\CurrentVersion\Run". Errors
-    /// are not reported. Does nothing without an application name.
+    /// removes it, in the settings of that name for the platform. Errors are not
+    /// reported. Does nothing without an application name.
+    ///
+    /// @note Here the settings are an INI file in the current directory whose name is
+    /// the registry location
+    /// "HKEY_CURRENT_USER\Software\Microsoft\Windows\CurrentVersion\Run".
     void setAutoBootSoftware(bool on);
-    /// The same as setAutoBootSoftware(@p on): not a question, whatever its name says.
+    /// The same as setAutoBootSoftware() with @p on.
+    ///
+    /// @note Not a question, whatever its name says.
     void autoBootSoftware(bool on);
 
     /// @}
@@ -283,8 +295,10 @@ public:
     /// @p v rounded to three decimals; its thousandths are rounded as in mm2m().
     double q_3(double v);
 
-    /// The number of one bits of @p n below 2^31; from there on minus the number
-    /// of one bits of 2^32 - @p n, which callers rely on.
+    /// The number of one bits of @p n.
+    ///
+    /// @note From 2^31 on it is minus the number of one bits of 2^32 - @p n, which
+    /// callers rely on.
     int getCountOneBits(uint n);
     /// Whether @p ip is four decimal fields of 0 to 255 with dots between them and
     /// nothing else. Leading zeros up to three digits are fine.
@@ -294,7 +308,9 @@ public:
     /// address: the reason is the last error and @p bits is left untouched.
     bool getMask1Bits(const QString &mask, int &bits);
 
-    /// Whether @p text holds any character beyond U+0080, Chinese or not.
+    /// Whether @p text holds any character beyond U+0080.
+    ///
+    /// @note Chinese or not: an accented Latin letter counts as well.
     bool isChinese(const QString &text);
     /// What the first group of a QRegExp @p pattern has captured in each match in
     /// @p text, in order; empty texts if it has no group. Matches do not overlap,
@@ -319,16 +335,18 @@ public:
     /// thread's next call or its end; never free it.
     const char *qStringToLPCSTR(const QString &s);
 
-    /// The whole @p path with backslashes for its slashes: callers rely on it,
-    /// whatever the name says.
+    /// The whole @p path with backslashes for its slashes.
+    ///
+    /// @note Not the last name of the path, whatever the name says: callers rely on it.
     QString getLastDirName(QString path);
     /// Removes the directory @p path with all that is in it and makes it anew,
     /// with missing parents. A relative path starts at the application directory.
     ///
     /// The application directory, every directory around it and an empty path are
     /// never removed. A removal that failed or was refused is logged; that the
-    /// directory could not be made is not. Sets the current directory of the
-    /// process to the application directory and leaves it there.
+    /// directory could not be made is not.
+    ///
+    /// @note The current directory of the process is the application directory afterwards.
     void remakePath(const QString &path);
     /// @p title up to its first "]", without it, followed by @p text; the whole
     /// title without @p text if there is no "]". With "*" at the end if @p changed.
@@ -373,8 +391,9 @@ public:
     /// Whether all could be written is not examined.
     bool writeJsonFile(const QString &path, const QVariant &v, QJsonDocument::JsonFormat fmt);
 
-    /// The value of @p key in the INI file @p path, invalid if there is none. A
-    /// relative path starts at the current directory, unlike in writeIni().
+    /// The value of @p key in the INI file @p path, invalid if there is none.
+    ///
+    /// @note A relative path starts at the current directory, unlike in writeIni().
     QVariant readIni(const QString &path, const QString &key);
     /// Stores @p value under @p key in the INI file @p path of the application
     /// directory, even if @p path begins with "/". Errors are not reported.

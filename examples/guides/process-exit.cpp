@@ -16,13 +16,15 @@ namespace {
 
 const int s_endRequests = eventfd(0, EFD_CLOEXEC);
 
+bool isQueueEmpty()
+{
+    const QMutexLocker lock(&ZeLog::_mutex);
+    return ZeLog::_stringList.isEmpty();
+}
+
 void stopCleanly(ZeLog *log)
 {
     qDebug() << "the last line that must be in the file";
-    const auto isQueueEmpty = [] {
-        const QMutexLocker lock(&ZeLog::_mutex);
-        return ZeLog::_stringList.isEmpty();
-    };
     while (log->isRunning() && !isQueueEmpty()) // a writer without a file has ended
         QThread::msleep(10);
     log->setNeedStop(true);

@@ -28,6 +28,6 @@ int main(int argc, char **argv)
                      });
     console << "first instance, waiting for requests\n";
     console.flush();
-    QTimer::singleShot(10000, &app, &QCoreApplication::quit); // an example has to end
+    QTimer::singleShot(30000, &app, &QCoreApplication::quit); // an example has to end
     return app.exec();
 }

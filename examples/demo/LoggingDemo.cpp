@@ -4,11 +4,15 @@
 #include "LoggingDemo.h"
 
 #include "Demo.h"
+#include "Progress.h"
 #include "log/ZeLog.h"
 #include "util/PublicClass.h"
 
 #include <QtCore/QDebug>
 #include <QtCore/QDir>
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QFile>
+#include <QtCore/QHash>
 #include <QtCore/QThread>
 #include <QtCore/QTime>
 
@@ -24,6 +28,8 @@ constexpr int threadCount = 4;
 constexpr int maxWaitMs = 30000;
 constexpr qint64 fileLimit = 10485760;
 constexpr int keptFiles = 50;
+constexpr int linesPerCycle = 100;
+constexpr int cycleMs = 10;
 
 QList<QByteArray> linesOf(const QString &path)
 {
@@ -49,9 +55,12 @@ void fillLogDirectory(const QString &directory, int count)
     }
 }
 
-void logBatch(int thread, int lines)
+/// As a control loop does: some lines, then the rest of the cycle.
+void logInCycles(int thread, int lines)
 {
     for (int i = 0; i < lines; ++i) {
+        if (i % linesPerCycle == 0)
+            QThread::msleep(cycleMs);
         if (i % 10 == 9)
             qCritical().noquote() << "[error][axis" + QString::number(thread) + "]"
                                   << "following error, cycle" << i;
@@ -68,7 +77,6 @@ LoggingDemo::LoggingDemo(Demo &demo)
     , m_consolePath(demo.directory() + "/console.txt")
 {
     m_demo.headline("Logger: setting up");
-    m_time.start();
     PublicClass &service = *PublicClass::init();
     m_logDir = service.logDir;
     fillLogDirectory(m_logDir, 60);
@@ -98,40 +106,32 @@ LoggingDemo::~LoggingDemo()
 void LoggingDemo::showParallelLogging()
 {
     m_demo.headline("Logger: four threads log while a shell command runs");
-    const int linesPerThread = m_demo.isQuick() ? 500 : 10000;
-    QElapsedTimer time;
-    time.start();
+    const int linesPerThread = m_demo.isQuick() ? 500 : 25000;
+    const int steps = m_demo.isQuick() ? 3 : 10;
+    QString output;
+    bool finished = false;
     std::vector<std::thread> threads;
     for (int thread = 0; thread < threadCount; ++thread)
-        threads.emplace_back(logBatch, thread, linesPerThread);
-    QString output;
-    const bool finished = PublicClass::init()->processCmd(
-        "for i in 1 2 3; do echo step $i; sleep 0.1; done", output, 10000, true);
+        threads.emplace_back(logInCycles, thread, linesPerThread);
+    threads.emplace_back([&output, &finished, steps] {
+        const QString command =
+            QString("for i in $(seq %1); do echo step $i; sleep 0.1; done").arg(steps);
+        finished = PublicClass::init()->processCmd(command, output, maxWaitMs, true);
+    });
+    m_linesLogged += threadCount * linesPerThread + 2; // two by the command
+    bool allWritten = false;
+    {
+        Progress progress(m_demo, "Lines in the file", m_linesLogged, "lines");
+        allWritten = waitUntilWritten(m_linesLogged, &progress);
+    }
     for (std::thread &thread : threads)
         thread.join();
-    m_linesLogged += threadCount * linesPerThread + 2; // two by the command
-    m_demo.fact("Command output", output.simplified());
-    m_demo.check(finished && output == "step 1\nstep 2\nstep 3\n",
-                 "the command's output is complete");
-    m_demo.check(waitUntilWritten(m_linesLogged),
-                 QString("all %1 lines have reached the file").arg(m_linesLogged));
-    m_demo.fact("Time until then", QString("%1 ms").arg(time.elapsed()));
 
-    QHash<QByteArray, int> seen;
-    const QList<QByteArray> lines = linesOf(currentFile());
-    for (const QByteArray &line : lines)
-        ++seen[line.mid(line.indexOf("[Zemix]"))];
-    bool everyLineOnce = true;
-    for (int thread = 0; thread < threadCount; ++thread) {
-        for (int i = 0; i < linesPerThread; ++i) {
-            const char *form = i % 10 == 9
-                ? "[Zemix][error][axis%d] following error, cycle %d"
-                : "[Zemix][warning][axis%d] torque near its limit, cycle %d";
-            everyLineOnce =
-                everyLineOnce && seen.value(QString::asprintf(form, thread, i).toUtf8()) == 1;
-        }
-    }
-    m_demo.check(everyLineOnce, "each of them exactly once");
+    m_demo.check(finished && output.endsWith(QString("\nstep %1\n").arg(steps))
+                     && output.count('\n') == steps,
+                 QString("the command's output is complete: %1 steps").arg(steps));
+    m_demo.check(allWritten, QString("all %1 lines have reached the file").arg(m_linesLogged));
+    m_demo.check(hasEveryLineOnce(linesPerThread), "each of them exactly once");
     m_demo.check(linesOf(m_consolePath).size() == m_linesLogged,
                  "the console has shown as many lines, in colour:");
     const QList<QByteArray> lastEchoes = linesOf(m_consolePath).mid(m_linesLogged - 3);
@@ -144,16 +144,8 @@ void LoggingDemo::showChangeOfFile()
     m_demo.headline("Logger: a file beyond 10 MiB is followed by a new one");
     const QString fullFile = currentFile();
     const int linesBefore = m_linesLogged;
-    // One line at a time: what is queued behind the line that fills the file
-    // would be dropped with the change.
-    const QString filler(1024 * 1024, QChar('.'));
-    bool allWritten = true;
-    while (allWritten && QFileInfo(fullFile).size() <= fileLimit) {
-        qDebug().noquote() << filler;
-        allWritten = waitUntilWritten(++m_linesLogged);
-    }
+    const bool allWritten = fillFile(fullFile);
     const int linesInFull = m_linesLogged;
-    m_demo.fact("Size of the full file", QString("%1 bytes").arg(QFileInfo(fullFile).size()));
 
     // File names have seconds: a new name needs a new second.
     const int second = QTime::currentTime().second();
@@ -210,7 +202,6 @@ void LoggingDemo::stop()
     m_demo.addToSummary("Lines logged", QString::number(m_linesLogged));
     m_demo.addToSummary("Log files kept", QString::number(names.size()));
     m_demo.addToSummary("Bytes in log files", QString::number(bytes));
-    m_demo.addToSummary("Time", QString("%1 ms").arg(m_time.elapsed()));
 }
 
 QStringList LoggingDemo::logFiles() const
@@ -225,14 +216,71 @@ QString LoggingDemo::currentFile() const
     return m_logDir + '/' + (names.isEmpty() ? QString() : names.last());
 }
 
-bool LoggingDemo::waitUntilWritten(int lines)
+/// Waits until the current file has that many lines, neither more nor less.
+bool LoggingDemo::waitUntilWritten(int lines, Progress *progress)
 {
     QElapsedTimer waiting;
     waiting.start();
-    while (linesOf(currentFile()).size() < lines) {
+    int written = 0;
+    while ((written = m_written.count(currentFile())) < lines) {
+        if (progress)
+            progress->setDone(written);
         if (waiting.elapsed() > maxWaitMs)
             return false;
         QThread::msleep(5);
     }
-    return linesOf(currentFile()).size() == lines;
+    if (progress)
+        progress->setDone(written);
+    return written == lines;
+}
+
+bool LoggingDemo::hasEveryLineOnce(int linesPerThread) const
+{
+    QHash<QByteArray, int> seen;
+    const QList<QByteArray> lines = linesOf(currentFile());
+    for (const QByteArray &line : lines)
+        ++seen[line.mid(line.indexOf("[Zemix]"))];
+    for (int thread = 0; thread < threadCount; ++thread) {
+        for (int i = 0; i < linesPerThread; ++i) {
+            const char *form = i % 10 == 9
+                ? "[Zemix][error][axis%d] following error, cycle %d"
+                : "[Zemix][warning][axis%d] torque near its limit, cycle %d";
+            if (seen.value(QString::asprintf(form, thread, i).toUtf8()) != 1)
+                return false;
+        }
+    }
+    return true;
+}
+
+/// Logs until the file is beyond the limit, one line at a time: what is queued
+/// behind the line that fills the file would be dropped with the change.
+bool LoggingDemo::fillFile(const QString &path)
+{
+    const QString filler(256 * 1024, QChar('.'));
+    Progress progress(m_demo, "Size of the file", fileLimit, "bytes");
+    qint64 size = QFileInfo(path).size();
+    while (size <= fileLimit) {
+        qDebug().noquote() << filler;
+        if (!waitUntilWritten(++m_linesLogged))
+            return false;
+        size = QFileInfo(path).size();
+        progress.setDone(size);
+    }
+    return true;
+}
+
+int LineCounter::count(const QString &path)
+{
+    if (path != m_path) {
+        m_path = path;
+        m_offset = 0;
+        m_lines = 0;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || !file.seek(m_offset))
+        return m_lines;
+    const QByteArray fresh = file.readAll();
+    m_offset += fresh.size();
+    m_lines += fresh.count('\n');
+    return m_lines;
 }

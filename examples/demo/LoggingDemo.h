@@ -4,15 +4,27 @@
 #ifndef LOGGINGDEMO_H
 #define LOGGINGDEMO_H
 
-#include <QtCore/QElapsedTimer>
-#include <QtCore/QFile>
-#include <QtCore/QHash>
+#include <QtCore/QString>
 #include <QtCore/QStringList>
 
 #include <memory>
 
 class Demo;
+class Progress;
 class ZeLog;
+
+/// Counts the lines of a file that grows; reads only what is new.
+class LineCounter
+{
+public:
+    /// The line feeds in the file at @p path so far; a new path starts anew.
+    int count(const QString &path);
+
+private:
+    QString m_path;
+    qint64 m_offset = 0;
+    int m_lines = 0;
+};
 
 /// The logger at work: it lives as long as the demonstration, as in a suite program.
 class LoggingDemo
@@ -35,12 +47,14 @@ private:
 
     QStringList logFiles() const;
     QString currentFile() const;
-    bool waitUntilWritten(int lines);
+    bool waitUntilWritten(int lines, Progress *progress = nullptr);
+    bool hasEveryLineOnce(int linesPerThread) const;
+    bool fillFile(const QString &path);
 
     Demo &m_demo;
     QString m_logDir;
     QString m_consolePath;
-    QElapsedTimer m_time;
+    LineCounter m_written;
     std::unique_ptr<ZeLog> m_log;
     int m_savedStderr = -1;
     int m_linesLogged = 0;

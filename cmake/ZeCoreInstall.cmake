@@ -4,6 +4,7 @@
 include(CMakePackageConfigHelpers)
 
 set(ZECORE_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/ZeCore")
+set(ZECORE_TRANSLATIONS_DIR "${CMAKE_INSTALL_DATADIR}/ZeCore/translations")
 
 install(TARGETS ZeCore EXPORT ZeCoreTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -23,6 +24,7 @@ configure_package_config_file(
     "${PROJECT_SOURCE_DIR}/cmake/ZeCoreConfig.cmake.in"
     "${PROJECT_BINARY_DIR}/ZeCoreConfig.cmake"
     INSTALL_DESTINATION "${ZECORE_CMAKE_DIR}"
+    PATH_VARS ZECORE_TRANSLATIONS_DIR
 )
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/ZeCoreConfigVersion.cmake"
     VERSION ${PROJECT_VERSION}

@@ -4,20 +4,25 @@
 #include "FilesDemo.h"
 
 #include "Demo.h"
+#include "Progress.h"
 #include "files/ZeFileManager.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QLocale>
+#include <QtCore/QThread>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 namespace {
 
 constexpr int programs = 20;
+constexpr int watchEveryMs = 50;
 
 /// A robot project as the suite keeps it: programs in folders, logs of its runs.
-void makeProject(const QString &project, int logs)
+void makeProject(Demo &demo, const QString &project, int logs)
 {
     ZeFileManager &files = *ZeFileManager::init();
     QDir().mkpath(project + "/logs");
@@ -26,10 +31,37 @@ void makeProject(const QString &project, int logs)
         QDir().mkpath(folder);
         files.writeFile(QString("%1/weld%2.prg").arg(folder).arg(i), QByteArray(2000, 'p'));
     }
+    Progress progress(demo, "Wrote", logs, "logs");
     for (int i = 0; i < logs; ++i) {
-        files.writeFile(QString("%1/logs/run%2.log").arg(project).arg(i, 5, 10, QChar('0')),
+        files.writeFile(QString("%1/logs/run%2.log").arg(project).arg(i, 4, 10, QChar('0')),
                         QByteArray(200, 'l'));
+        progress.setDone(i + 1);
     }
+}
+
+int filesIn(const QString &directory)
+{
+    return QDir(directory).entryList(QDir::Files).size();
+}
+
+/// Removes all but the @p keep newest logs in another thread, and watches them go.
+bool prune(Demo &demo, const QString &directory, int logs, int keep)
+{
+    std::atomic<bool> hasEnded{false};
+    bool pruned = false;
+    std::thread pruning([&] {
+        pruned =
+            ZeFileManager::init()->removeLastDateTimeFiles(directory, QStringList("*.log"), keep);
+        hasEnded = true;
+    });
+    Progress progress(demo, "Pruned", logs - keep, "logs");
+    while (!hasEnded) {
+        progress.setDone(logs - filesIn(directory));
+        QThread::msleep(watchEveryMs);
+    }
+    pruning.join();
+    progress.setDone(logs - filesIn(directory));
+    return pruned;
 }
 
 int countFiles(const QString &directory, const QStringList &suffixes)
@@ -56,10 +88,10 @@ void showFiles(Demo &demo)
 {
     demo.headline("Files: collect, back up, prune");
     ZeFileManager &files = *ZeFileManager::init();
-    const int logs = demo.isQuick() ? 100 : 5000;
+    const int logs = demo.isQuick() ? 100 : 2000;
     const QString project = demo.directory() + "/project";
     const QString backup = demo.directory() + "/backup";
-    makeProject(project, logs);
+    makeProject(demo, project, logs);
 
     QElapsedTimer timer;
     timer.start();
@@ -75,9 +107,7 @@ void showFiles(Demo &demo)
     demo.check(countFiles(backup, {"log"}) == 0, "files with a suffix of the skip list are not");
 
     constexpr int keep = 5;
-    timer.restart();
-    const bool pruned = files.removeLastDateTimeFiles(project + "/logs", {"*.log"}, keep);
-    demo.fact("Pruned", QString("%1 logs in %2 ms").arg(logs - keep).arg(timer.elapsed()));
+    const bool pruned = prune(demo, project + "/logs", logs, keep);
     demo.check(pruned && countFiles(project, {"log"}) == keep, "the newest five logs stay");
     demo.check(!files.removeLastDateTimeFiles(project + "/logs", {"*.log"}, keep),
                "a second time there is nothing to prune");

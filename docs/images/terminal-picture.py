@@ -103,8 +103,9 @@ def draw(lines, title):
     height = TITLE_HEIGHT + 2 * MARGIN + len(lines) * LINE_HEIGHT
     yield (f'<svg xmlns="http://www.w3.org/2000/svg" width="{picture_width:.0f}" '
            f'height="{height}" viewBox="0 0 {picture_width:.0f} {height}" role="img">')
-    yield "<!-- SPDX-FileCopyrightText: 2026 The libZeCore authors -->"
-    yield "<!-- SPDX-License-Identifier: LGPL-3.0-or-later -->"
+    # Split, for these lines speak of the picture and not of this file.
+    yield "<!-- SPDX" "-FileCopyrightText: 2026 The libZeCore authors -->"
+    yield "<!-- SPDX" "-License-Identifier: LGPL-3.0-or-later -->"
     yield f"<title>{escape(title)}</title>"
     yield f'<rect width="100%" height="100%" rx="8" fill="{BACKGROUND}"/>'
     yield (f'<path d="M0 {TITLE_HEIGHT}V8a8 8 0 0 1 8-8H{picture_width - 8:.0f}'

@@ -196,7 +196,9 @@ DirectoryListing::Item DirectoryListing::addName(const char *nativeName, bool is
     const NameTraits traits = traitsOf(nativeName, length);
     if (!traits.isAscii) {
         const QByteArray bytes(nativeName, static_cast<int>(length));
-        return isValidUtf8(bytes) ? addName(fromLocalBytes(bytes), isDirectory) : Item{};
+        // Behind a slash, or a byte order mark at its beginning would be swallowed.
+        return isValidUtf8(bytes) ? addName(fromLocalBytes('/' + bytes).mid(1), isDirectory)
+                                  : Item{};
     }
     const int size = static_cast<int>(length);
     Item item = itemAtEnd(size, isDirectory);

@@ -57,6 +57,14 @@ struct Known
     bool targetDirectoryIsNew;
 };
 
+/// A file to copy.
+struct Source
+{
+    QString path;
+    QStringView name; ///< as skip lists see it; the last part of the path as it was given
+    QString shown;    ///< what the failed text names
+};
+
 /// Copies single files by one rule.
 class FileCopier
 {
@@ -68,19 +76,18 @@ public:
     {
     }
 
-    /// @p shown is what the failed text names as the source.
-    Outcome copy(const QString &source, const QString &target, const QString &shown,
+    Outcome copy(const Source &source, const QString &target,
                  Durability durability = Durability::OnReturn) const
     {
-        const QString name = source.mid(source.lastIndexOf(QLatin1Char('/')) + 1);
-        if (contains(m_choice.skip, m_rule.skipsBySuffix ? suffixOf(name) : QStringView(name))) {
+        if (contains(m_choice.skip, m_rule.skipsBySuffix ? suffixOf(source.name) : source.name)) {
             logDebug(m_rule.operation)
-                << text(m_rule.skipped).arg(m_choice.skip.join(QLatin1Char(',')), name);
+                << text(m_rule.skipped)
+                       .arg(m_choice.skip.join(QLatin1Char(',')), source.name.toString());
             return Outcome::Left;
         }
         // If this fails, the target may be there all the same: on some file systems
         // names that differ in case are one.
-        if (m_known.targetDirectoryIsNew && copyFile(source, target, durability))
+        if (m_known.targetDirectoryIsNew && copyFile(source.path, target, durability))
             return Outcome::Copied;
         if (QFile::exists(target)) {
             if (!m_choice.overwrite) {
@@ -88,8 +95,8 @@ public:
                 return Outcome::Left;
             }
             // A file is never removed to be replaced by itself.
-            if (isSameFile(source, target))
-                return failed(shown, target);
+            if (isSameFile(source.path, target))
+                return failed(source, target);
             if (!QFile::remove(target)) {
                 logWarning(m_rule.operation)
                     << QStringLiteral("[Failed to delete file when allowed to overwrite:%1]")
@@ -98,9 +105,9 @@ public:
             }
         }
         // What is no regular file may have no end, or block.
-        if (!m_known.sourcesAreFiles && !QFileInfo(source).isFile())
-            return failed(shown, target);
-        return copyFile(source, target, durability) ? Outcome::Copied : failed(shown, target);
+        if (!m_known.sourcesAreFiles && !QFileInfo(source.path).isFile())
+            return failed(source, target);
+        return copyFile(source.path, target, durability) ? Outcome::Copied : failed(source, target);
     }
 
 private:
@@ -110,9 +117,9 @@ private:
         return id.isKnown() && id == fileId(target);
     }
 
-    Outcome failed(const QString &shown, const QString &target) const
+    Outcome failed(const Source &source, const QString &target) const
     {
-        logWarning(m_rule.operation) << text(m_rule.failed).arg(shown, target);
+        logWarning(m_rule.operation) << text(m_rule.failed).arg(source.shown, target);
         return Outcome::Failed;
     }
 
@@ -127,13 +134,15 @@ bool copyRootFile(const TreeCopyRule &rule, const QString &source, const QString
 {
     const QFileInfo info(source);
     const QString path = info.absoluteFilePath();
+    const QString name = info.fileName();
     // The slash is added whatever the target ends with; callers rely on the path.
-    const QString targetPath = target + QLatin1Char('/') + info.fileName();
+    const QString targetPath = target + QLatin1Char('/') + name;
     if (rule.rootFileAsGiven)
-        return FileCopier(rule.files, choice).copy(path, targetPath, source) != Outcome::Failed;
+        return FileCopier(rule.files, choice).copy({path, name, source}, targetPath)
+            != Outcome::Failed;
     // Callers rely on it that the list and the flag do not count here.
     const CopyChoice always{{}, true};
-    return FileCopier(rule.files, always).copy(path, targetPath, path) != Outcome::Failed;
+    return FileCopier(rule.files, always).copy({path, name, path}, targetPath) != Outcome::Failed;
 }
 
 bool failedToCreate(const TreeCopyRule &rule, const QString &directory)
@@ -192,8 +201,9 @@ public:
                 continue;
             }
             const Durability durability = nextDurability();
-            const Outcome outcome = copier.copy(
-                path, entryTarget, rule.namesSourceDirectory ? sourcePath : path, durability);
+            const Outcome outcome =
+                copier.copy({path, entry.name, rule.namesSourceDirectory ? sourcePath : path},
+                            entryTarget, durability);
             if (outcome == Outcome::Failed)
                 return false;
             if (outcome == Outcome::Copied)
@@ -252,7 +262,9 @@ private:
 bool copyOneFile(const FileCopyRule &rule, const QString &source, const QString &target,
                  const CopyChoice &choice)
 {
-    return FileCopier(rule, choice).copy(QFileInfo(source).absoluteFilePath(), target, source)
+    const QFileInfo info(source);
+    const QString name = info.fileName();
+    return FileCopier(rule, choice).copy({info.absoluteFilePath(), name, source}, target)
         != Outcome::Failed;
 }
 

@@ -263,6 +263,13 @@ void tst_Copies::oneFile()
     QCOMPARE(m_capture->take(), QStringList());
     QCOMPARE(m_tree->names("b"), QStringList{"%1.txt"});
     QCOMPARE(m_tree->content("a/x.txt"), QByteArray("new"));
+
+    // It is the name that was given, also where the path says less or more.
+    QVERIFY(QDir::setCurrent(path("a")));
+    QVERIFY(copy(".", dst, {".", ""}, true));
+    QCOMPARE(
+        m_capture->take(),
+        QStringList{line('D', copier.name, QString::fromLatin1(copier.skipped).arg(".,", "."))});
 }
 
 void tst_Copies::oneFileFailures_data()

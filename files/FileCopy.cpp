@@ -184,11 +184,9 @@ bool copyRange(int from, int to, off_t length)
     while (length > 0) {
         const ssize_t count =
             ::copy_file_range(from, nullptr, to, nullptr, atMost(length, limit), 0);
-        if (count == 0)
-            return true;
         if (count > 0)
             length -= count;
-        else if (cannotCopyInKernel(errno))
+        else if (count == 0 || cannotCopyInKernel(errno)) // some file systems end too early
             return copyThroughMemory(from, to, length);
         else if (errno != EINTR)
             return false;
@@ -246,9 +244,10 @@ NewFile::Result copyInto(const QByteArray &source, const QByteArray &target, New
     NewFile to(target, way);
     if (!to.isOpen())
         return to.isSupported() ? NewFile::Result::Failed : NewFile::Result::NotSupported;
-    if (!copyContent(from.get(), to.descriptor(), status)
-        || ::fchmod(to.descriptor(), copiedPermissions(source, status.st_mode)) != 0)
+    if (!copyContent(from.get(), to.descriptor(), status))
         return NewFile::Result::Failed;
+    // Best effort, as in QFile::copy(): FAT keeps no modes and refuses to set them.
+    static_cast<void>(::fchmod(to.descriptor(), copiedPermissions(source, status.st_mode)));
     if (durability == Durability::OnReturn)
         ::fdatasync(to.descriptor()); // best effort, as in QFile::copy()
     return to.complete();

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -93,6 +94,8 @@ ssize_t copy_file_range(int from, off64_t *fromOffset, int to, off64_t *toOffset
     if (t_isActive && t_behaviour.kernelCopyError != 0
         && (call > 0 || t_behaviour.kernelCopyAtOnce))
         return fail(t_behaviour.kernelCopyError);
+    if (t_isActive && t_behaviour.kernelCopyStops && call > 0)
+        return 0;
     // In small steps, so that there are several calls.
     const size_t step = t_isActive && size > 100000 ? 100000 : size;
     return ::syscall(SYS_copy_file_range, from, fromOffset, to, toOffset, step, flags);
@@ -107,6 +110,13 @@ ssize_t write(int file, const void *data, size_t size)
             --size;
     }
     return ::syscall(SYS_write, file, data, size);
+}
+
+int fchmod(int file, mode_t mode) noexcept
+{
+    if (t_isActive && t_behaviour.modeError != 0)
+        return fail(t_behaviour.modeError);
+    return static_cast<int>(::syscall(SYS_fchmod, file, mode));
 }
 
 int fdatasync(int file)

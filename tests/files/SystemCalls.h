@@ -19,6 +19,8 @@ struct Behaviour
     bool kernelCopyAtOnce = false; ///< the error from the first call on
     int writeError = 0;            ///< of write() to files, from the second call on
     bool shortWrites = false;      ///< write() takes one byte less than given
+    int modeError = 0;             ///< of fchmod(), as on FAT, which keeps no modes
+    bool kernelCopyStops = false;  ///< copy_file_range() says "end" from the second call on
 };
 
 /// What has been called since reset().

@@ -134,6 +134,7 @@ private Q_SLOTS:
     void permissions();
     void otherKernels_data();
     void otherKernels();
+    void fileSystemWithoutModes();
     void writeErrors_data();
     void writeErrors();
     void tree_data();
@@ -543,6 +544,9 @@ void tst_Copies::otherKernels_data()
     behaviour.kernelCopyAtOnce = true;
     behaviour.shortWrites = true;
     QTest::newRow("short writes") << behaviour;
+    behaviour = {};
+    behaviour.kernelCopyStops = true;
+    QTest::newRow("copying stops midway") << behaviour;
 }
 
 void tst_Copies::otherKernels()
@@ -571,6 +575,24 @@ void tst_Copies::otherKernels()
     QCOMPARE(m_tree->content("old"), QByteArray("small"));
     QVERIFY(!m_tree->exists("nowhere"));
     QCOMPARE(m_tree->names().size(), 8);
+}
+
+/// FAT keeps no modes, and refuses to set them.
+void tst_Copies::fileSystemWithoutModes()
+{
+    m_tree->file("a/x", "x");
+    SystemCalls::Behaviour behaviour;
+    for (const bool unnamed : {true, false}) {
+        behaviour.unnamedFiles = unnamed;
+        behaviour.modeError = EPERM;
+        SystemCalls::behave(behaviour);
+        QVERIFY(service().copyDirectoryFile(path("a/x"), path("x"), {}, true));
+        QVERIFY(service().copyDirectoryFiles(path("a"), path("b"), {}, true));
+        SystemCalls::reset();
+        QCOMPARE(m_tree->content("x"), QByteArray("x"));
+        QCOMPARE(m_tree->content("b/x"), QByteArray("x"));
+    }
+    QCOMPARE(m_capture->take(), QStringList());
 }
 
 void tst_Copies::writeErrors_data()

@@ -14,6 +14,7 @@
 
 #include <fcntl.h>
 #include <ftw.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -154,6 +155,24 @@ private:
     }
 
     QTemporaryDir m_dir;
+};
+
+/// Few descriptors for this process while it lives: fewer than walks have levels.
+class FewDescriptors
+{
+public:
+    FewDescriptors()
+    {
+        ::getrlimit(RLIMIT_NOFILE, &m_before);
+        rlimit few = m_before;
+        few.rlim_cur = 64;
+        ::setrlimit(RLIMIT_NOFILE, &few);
+    }
+    ~FewDescriptors() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
+    Q_DISABLE_COPY(FewDescriptors)
+
+private:
+    rlimit m_before = {};
 };
 
 #endif // FILETREE_H

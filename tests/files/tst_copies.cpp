@@ -1252,6 +1252,7 @@ void tst_Copies::descriptors()
         m_tree->file("a/" + QString("s/").repeated(level) + "f");
     const auto open = [] { return QDir("/proc/self/fd").count(); };
     const auto before = open();
+    const FewDescriptors few;
     QVERIFY(service().copyDirectoryFiles(path("a"), path("b"), {}, true));
     QVERIFY(!service().copyDirectoryFile(path("a"), path("c"), {}, true));
     QVERIFY(!service().copyDirectoryFile(path("a/f"), path("c/d"), {}, true));

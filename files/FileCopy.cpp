@@ -3,7 +3,7 @@
 
 #include "files/FileCopy_p.h"
 
-#include "core/LocalText_p.h"
+#include "files/DirectoryListing_p.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QFile>
@@ -200,7 +200,9 @@ bool copySparse(int from, int to, off_t size)
     for (off_t data = 0, hole = 0; hole < size;) {
         data = ::lseek(from, hole, SEEK_DATA);
         if (data < 0 && errno == ENXIO)
-            break; // nothing but a hole is left
+            break;                                    // nothing but a hole is left
+        if (data < 0 && errno == EINVAL && hole == 0) // it does not tell
+            return copyRange(from, to, everything);
         hole = data < 0 ? size : ::lseek(from, data, SEEK_HOLE);
         if (data < 0 || hole < 0 || ::lseek(from, data, SEEK_SET) < 0
             || ::lseek(to, data, SEEK_SET) < 0 || !copyRange(from, to, hole - data))
@@ -234,6 +236,13 @@ mode_t copiedPermissions(const QByteArray &source, mode_t mode)
     return bits;
 }
 
+/// Whether the result of a sync leaves hope: not all file systems can sync, but
+/// some notice only then that they are full or broken.
+bool keepsData(int result)
+{
+    return result == 0 || (errno != EIO && errno != ENOSPC && errno != EDQUOT);
+}
+
 NewFile::Result copyInto(const QByteArray &source, const QByteArray &target, NewFile::Way way,
                          Durability durability)
 {
@@ -248,8 +257,8 @@ NewFile::Result copyInto(const QByteArray &source, const QByteArray &target, New
         return NewFile::Result::Failed;
     // Best effort, as in QFile::copy(): FAT keeps no modes and refuses to set them.
     static_cast<void>(::fchmod(to.descriptor(), copiedPermissions(source, status.st_mode)));
-    if (durability == Durability::OnReturn)
-        ::fdatasync(to.descriptor()); // best effort, as in QFile::copy()
+    if (durability == Durability::OnReturn && !keepsData(::fdatasync(to.descriptor())))
+        return NewFile::Result::Failed;
     return to.complete();
 }
 
@@ -275,12 +284,22 @@ bool copyFile(const QString &source, const QString &target, Durability durabilit
     return result == NewFile::Result::Done;
 }
 
-void syncFileSystem(const QString &directory)
+FileSystem::FileSystem(const QString &directory)
+    : m_descriptor(
+        ::open(QFile::encodeName(directory).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+    , m_device(fileId(directory).device)
 {
-    const FileDescriptor file(
-        ::open(QFile::encodeName(directory).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (file.isOpen())
-        ::syncfs(file.get());
+}
+
+FileSystem::~FileSystem()
+{
+    if (m_descriptor >= 0)
+        ::close(m_descriptor);
+}
+
+bool FileSystem::sync()
+{
+    return m_descriptor < 0 || keepsData(::syncfs(m_descriptor));
 }
 
 } // namespace ZeCore

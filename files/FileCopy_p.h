@@ -6,6 +6,8 @@
 
 #include <QtCore/QString>
 
+#include <sys/types.h>
+
 namespace ZeCore {
 
 /// When the data of a copy has to be on the disk.
@@ -22,8 +24,24 @@ enum class Durability {
 /// something to open a device. Sources in Qt's resources are left to QFile::copy().
 bool copyFile(const QString &source, const QString &target, Durability durability);
 
-/// Waits until everything written to the file system of @p directory is on the disk.
-void syncFileSystem(const QString &directory);
+/// A file system that copies have been written to. It is opened before it can
+/// forget errors of writing them.
+class FileSystem
+{
+public:
+    /// The file system of @p directory.
+    explicit FileSystem(const QString &directory);
+    ~FileSystem();
+    Q_DISABLE_COPY(FileSystem)
+
+    dev_t device() const { return m_device; }
+    /// Waits until everything written to it is on the disk. False if data is lost.
+    bool sync();
+
+private:
+    int m_descriptor;
+    dev_t m_device;
+};
 
 } // namespace ZeCore
 

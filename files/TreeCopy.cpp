@@ -14,6 +14,7 @@
 #include <QtCore/QFileInfo>
 
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 namespace ZeCore {
@@ -87,8 +88,12 @@ public:
         }
         // If this fails, the target may be there all the same: on some file systems
         // names that differ in case are one.
-        if (m_known.targetDirectoryIsNew && copyFile(source.path, target, durability))
-            return Outcome::Copied;
+        if (m_known.targetDirectoryIsNew) {
+            if (copyFile(source.path, target, durability))
+                return Outcome::Copied;
+            if (!QFile::exists(target))
+                return failed(source, target);
+        }
         if (QFile::exists(target)) {
             if (!m_choice.overwrite) {
                 logDebug(m_rule.operation) << text(m_rule.exists).arg(target);
@@ -114,7 +119,7 @@ private:
     static bool isSameFile(const QString &source, const QString &target)
     {
         const FileId id = fileId(source);
-        return id.isKnown() && id == fileId(target);
+        return id.isKnown() && id == fileId(target) && !QFileInfo(target).isDir();
     }
 
     Outcome failed(const Source &source, const QString &target) const
@@ -159,12 +164,15 @@ public:
     {
     }
 
-    ~TreeCopier()
+    /// Waits until all copies are on the disk.
+    bool sync()
     {
-        for (const FileSystem &fileSystem : m_unsynced)
-            syncFileSystem(fileSystem.directory);
+        const auto failsToSync = [](const std::unique_ptr<FileSystem> &fileSystem) {
+            return !fileSystem->sync();
+        };
+        // Not any_of(): every file system is to be synced.
+        return std::count_if(m_unsynced.begin(), m_unsynced.end(), failsToSync) == 0;
     }
-    Q_DISABLE_COPY(TreeCopier)
 
     /// @p shownPrefix is @p prefix as log lines show it.
     bool copyDirectory(const TreeCopyRule &rule, const QString &prefix, const QString &shownPrefix,
@@ -213,12 +221,6 @@ public:
     }
 
 private:
-    struct FileSystem
-    {
-        dev_t device;
-        QString directory; ///< one that lies on it
-    };
-
     bool isDestination(FileId directory) const
     {
         return directory.isKnown() && directory == m_destination;
@@ -235,12 +237,12 @@ private:
     void noteCopied(Durability durability, FileId directory, const QString &directoryPath)
     {
         ++m_copied;
-        const auto isItsFileSystem = [directory](const FileSystem &fileSystem) {
-            return fileSystem.device == directory.device;
+        const auto isItsFileSystem = [directory](const std::unique_ptr<FileSystem> &fileSystem) {
+            return fileSystem->device() == directory.device;
         };
         if (durability == Durability::BySyncingLater
             && std::none_of(m_unsynced.begin(), m_unsynced.end(), isItsFileSystem))
-            m_unsynced.push_back({directory.device, directoryPath});
+            m_unsynced.push_back(std::make_unique<FileSystem>(directoryPath));
     }
 
     static bool failedBelow(const TreeCopyRule &rule, const QString &source, const QString &target)
@@ -254,7 +256,7 @@ private:
     TreeTrail m_trail;
     FileId m_destination; ///< the walk never enters it, or it would copy its copies
     std::size_t m_copied = 0;
-    std::vector<FileSystem> m_unsynced;
+    std::vector<std::unique_ptr<FileSystem>> m_unsynced;
 };
 
 } // namespace
@@ -276,7 +278,13 @@ bool copyTree(const TreeCopyRule &rule, const QString &source, const QString &ta
     if (QFileInfo(source).isFile())
         return copyRootFile(rule, source, target, choice);
     const QString prefix = listingPrefix(source);
-    return TreeCopier(prefix).copyDirectory(rule, prefix, givenPrefix(source), target, choice);
+    TreeCopier copier(prefix);
+    const bool copied = copier.copyDirectory(rule, prefix, givenPrefix(source), target, choice);
+    // What was copied before a failure is to last as well.
+    if (copier.sync())
+        return copied;
+    logWarning(rule.files.operation) << text(rule.files.failed).arg(source, target);
+    return false;
 }
 
 } // namespace ZeCore

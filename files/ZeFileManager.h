@@ -211,8 +211,8 @@ public:
 
     /// @name Copies
     ///
-    /// A copy has the permissions of its source, is on the disk when the operation
-    /// returns and appears under its name only when it is complete. Files of the
+    /// A copy has the permissions of its source, its content is on the disk when the
+    /// operation returns, and it appears under its name only when it is complete. Files of the
     /// skip list and existing targets without @p overwrite are left out with a
     /// debug line and count as success. Everything else that is not copied gives
     /// a warning line and false; none of these sets the last error.

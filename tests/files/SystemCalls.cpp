@@ -122,12 +122,16 @@ int fchmod(int file, mode_t mode) noexcept
 int fdatasync(int file)
 {
     ++t_counts.fileSyncs;
+    if (t_isActive && t_behaviour.syncError != 0 && !t_behaviour.onlyFileSystems)
+        return fail(t_behaviour.syncError);
     return static_cast<int>(::syscall(SYS_fdatasync, file));
 }
 
 int syncfs(int file) noexcept
 {
     ++t_counts.fileSystemSyncs;
+    if (t_isActive && t_behaviour.syncError != 0)
+        return fail(t_behaviour.syncError);
     return static_cast<int>(::syscall(SYS_syncfs, file));
 }
 

@@ -18,6 +18,8 @@ struct Behaviour
     int kernelCopyError = 0;       ///< of copy_file_range(), from the second call on
     bool kernelCopyAtOnce = false; ///< the error from the first call on
     int writeError = 0;            ///< of write() to files, from the second call on
+    int syncError = 0;             ///< of fdatasync() and syncfs()
+    bool onlyFileSystems = false;  ///< this error of syncfs() alone
     bool shortWrites = false;      ///< write() takes one byte less than given
     int modeError = 0;             ///< of fchmod(), as on FAT, which keeps no modes
     bool kernelCopyStops = false;  ///< copy_file_range() says "end" from the second call on

@@ -174,6 +174,8 @@ private Q_SLOTS:
     void linksBack_data();
     void linksBack();
     void durability();
+    void syncErrors_data();
+    void syncErrors();
     void fullDisk_data();
     void fullDisk();
     void readOnlyFileSystem();
@@ -385,6 +387,9 @@ void tst_Copies::ontoItself()
         QVERIFY((service().*copier.copy)(src, dst, {}, false));
         QCOMPARE(m_capture->take(),
                  QStringList{line('D', copier.name, QString("[Skip existing file:%1]").arg(dst))});
+        // A directory is no file that could be lost.
+        QVERIFY(!(service().*copier.copy)("d", "./d", {}, true));
+        QCOMPARE(m_capture->take(), QStringList{notDeleted(copier.name, "./d")});
         QCOMPARE(m_tree->names("d"), QStringList({"hard", "soft", "x.txt"}));
         QCOMPARE(m_tree->content("d/x.txt"), QByteArray("content"));
         QCOMPARE(m_tree->status("d/x.txt").st_nlink, nlink_t(2));
@@ -1154,6 +1159,48 @@ void tst_Copies::durability()
     SystemCalls::reset();
     QVERIFY(!service().copyDirectoryFiles(path("a"), path("d"), {}, true));
     QCOMPARE(SystemCalls::counts().fileSystemSyncs, 1);
+}
+
+void tst_Copies::syncErrors_data()
+{
+    QTest::addColumn<int>("error");
+    QTest::addColumn<bool>("losesData");
+    QTest::newRow("full") << ENOSPC << true;
+    QTest::newRow("quota") << EDQUOT << true;
+    QTest::newRow("broken") << EIO << true;
+    QTest::newRow("cannot sync") << EINVAL << false;
+    QTest::newRow("read-only") << EROFS << false;
+}
+
+/// Some file systems notice only at the end that there is no room.
+void tst_Copies::syncErrors()
+{
+    QFETCH(int, error);
+    QFETCH(bool, losesData);
+    const QString failed = "error:copy[%1] to [%2] failed";
+    m_tree->file("x", "x");
+    SystemCalls::Behaviour behaviour;
+    behaviour.syncError = error;
+    SystemCalls::behave(behaviour);
+    QCOMPARE(service().copyDirectoryFile(path("x"), path("y"), {}, true), !losesData);
+    QCOMPARE(m_tree->exists("y"), !losesData);
+    if (losesData)
+        QCOMPARE(m_capture->take(),
+                 QStringList{line('W', "copyDirectoryFile", failed.arg(path("x"), path("y")))});
+    SystemCalls::reset();
+
+    // A tree is synced at its end.
+    for (int i = 0; i < 40; ++i)
+        m_tree->file(QString("a/%1").arg(i, 2, 10, QChar('0')));
+    behaviour.onlyFileSystems = true;
+    SystemCalls::behave(behaviour);
+    QCOMPARE(service().copyDirectoryFiles(path("a"), path("b"), {}, true), !losesData);
+    SystemCalls::reset();
+    QCOMPARE(m_tree->names("b").size(), 40);
+    QCOMPARE(m_capture->take(),
+             losesData
+                 ? QStringList{line('W', "copyDirectoryFile", failed.arg(path("a"), path("b")))}
+                 : QStringList());
 }
 
 void tst_Copies::fullDisk_data()

@@ -34,14 +34,15 @@ for document in *.md docs/*.md; do
         [[ -z $path ]] || target=$(dirname "$document")/$path
         if [[ ! -e $target ]]; then
             complain "$document: $link leads nowhere"
-        elif [[ -n $anchor ]] && ! anchors "$target" | grep -qxF -e "${anchor#\#}"; then
+        elif [[ -n $anchor ]] && ! grep -qxF -e "${anchor#\#}" <(anchors "$target"); then
             complain "$document: $target has no heading $anchor"
         fi
     done < <(links "$document")
 done
 
 for document in docs/*.md; do
-    [[ $document == docs/README.md ]] || cat README.md docs/README.md | grep -qF -e "](${document#docs/}" -e "]($document" ||
+    [[ $document == docs/README.md ]] ||
+        grep -qF -e "](${document#docs/}" -e "]($document" README.md docs/README.md ||
         complain "neither README.md nor docs/README.md leads to $document"
 done
 

@@ -7,8 +7,24 @@
 #include <QtCore/qglobal.h>
 
 /// @file
-/// Export macro of the library: every exported class carries it, everything
-/// else stays inside `libZeCore.so`.
+/// Version and export macro of the library.
+
+/// The version in numbers and as text. The build takes the project's version
+/// from these lines.
+#define ZECORE_VERSION_MAJOR 1
+#define ZECORE_VERSION_MINOR 0
+#define ZECORE_VERSION_PATCH 0
+#define ZECORE_VERSION_STR "1.0.0"
+
+/// The version as one number, 0xMMNNPP, for comparisons in the preprocessor:
+/// `#if ZECORE_VERSION >= QT_VERSION_CHECK(1, 2, 0)`. It is that of the headers
+/// which a program is compiled with.
+#define ZECORE_VERSION                                                                             \
+    ((ZECORE_VERSION_MAJOR << 16) | (ZECORE_VERSION_MINOR << 8) | ZECORE_VERSION_PATCH)
+
+/// Every exported class carries ZECORE_EXPORT; everything else stays inside
+/// `libZeCore.so`. Programs that link the static library define ZECORE_STATIC;
+/// the CMake, pkg-config and qmake files do it for them.
 
 /// Exports a class from the shared library; nothing in a static one.
 #if defined(ZECORE_STATIC)

@@ -9,11 +9,14 @@
 /// @file
 /// Version and export macro of the library.
 
-/// The version in numbers and as text. The build takes the project's version
-/// from these lines.
+/// First part of the version, from which the build takes the project's: another one
+/// has another binary interface.
 #define ZECORE_VERSION_MAJOR 1
+/// Second part of the version: a higher one has more to offer.
 #define ZECORE_VERSION_MINOR 0
+/// Third part of the version: a higher one has faults removed.
 #define ZECORE_VERSION_PATCH 0
+/// The version as text, for example for a log line.
 #define ZECORE_VERSION_STR "1.0.0"
 
 /// The version as one number, 0xMMNNPP, for comparisons in the preprocessor:
@@ -22,11 +25,10 @@
 #define ZECORE_VERSION                                                                             \
     ((ZECORE_VERSION_MAJOR << 16) | (ZECORE_VERSION_MINOR << 8) | ZECORE_VERSION_PATCH)
 
-/// Every exported class carries ZECORE_EXPORT; everything else stays inside
-/// `libZeCore.so`. Programs that link the static library define ZECORE_STATIC;
-/// the CMake, pkg-config and qmake files do it for them.
-
-/// Exports a class from the shared library; nothing in a static one.
+/// @def ZECORE_EXPORT
+/// Every exported class carries it, everything else stays inside `libZeCore.so`.
+/// Programs that link the static library define ZECORE_STATIC; the CMake,
+/// pkg-config and qmake files do it for them.
 #if defined(ZECORE_STATIC)
 #define ZECORE_EXPORT
 #elif defined(ZECORE_BUILDING_LIBRARY)

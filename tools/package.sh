@@ -62,7 +62,7 @@ check() {
     as_root dpkg --install "${debs[@]}" >/dev/null
     tests/package/run_consumers.sh "$PWD" system
     dpkg-query -W -f '${Package} ${Version} depends on ${Depends}\n' "${packages[@]}"
-    [[ -s $(dpkg --listfiles libzecore-doc | grep '/README\.md$') ]] || fail 'no README.md is installed'
+    [[ -s $(dpkg --listfiles libzecore-doc | grep -m 1 '/README\.md$') ]] || fail 'no README.md is installed'
     trap - EXIT
     remove
     [[ "$(state)" == "$before" ]] || fail "left behind: $(state)"

@@ -24,9 +24,9 @@ int main(int argc, char **argv)
         qWarning().noquote() << "running on" << service->zcName << output.trimmed();
     service->waitSTime(1); // the program's own work; events are served
 
-    log->setNeedStop(true); // the clean stop: ask,
-    qDebug() << "goodbye";  // wake the writer with a last line,
-    log->wait();            // wait for it,
-    delete log;             // and only then delete
+    log->setNeedStop(true);   // the clean stop: ask,
+    ZeLog::_synSem.release(); // wake the writer,
+    log->wait();              // wait for it,
+    delete log;               // and only then delete
     return 0;
 }

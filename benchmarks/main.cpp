@@ -83,6 +83,13 @@ void initializeGoogleBenchmark()
     benchmark::Initialize(&count, arguments);
 }
 
+/// The services tell when they come and go.
+void dropDebugLines(QtMsgType type, const QMessageLogContext & /*context*/, const QString &text)
+{
+    if (type != QtDebugMsg)
+        std::fprintf(stderr, "%s\n", qUtf8Printable(text));
+}
+
 int runRole(const std::vector<std::string> &arguments)
 {
     const Bench::Suite suite = makeSuite(false);
@@ -134,6 +141,7 @@ int listCases()
 
 int main(int argc, char **argv)
 {
+    qInstallMessageHandler(&dropDebugLines);
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     // A role is a program of its own, which makes the application object it needs.
     if (arguments.size() > 1 && arguments.front() == "--role")

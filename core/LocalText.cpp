@@ -82,4 +82,9 @@ QString fromLocalBytes(const QByteArray &bytes)
     return use.codec() ? use.codec()->toUnicode(bytes) : QString::fromUtf8(bytes);
 }
 
+bool isLocalTextUtf8()
+{
+    return !LocaleCodecUse().codec();
+}
+
 } // namespace ZeCore

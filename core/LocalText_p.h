@@ -21,6 +21,9 @@ QByteArray toLocalBytes(const QString &text);
 /// As QString::fromLocal8Bit(), or from UTF-8 once the codecs are gone.
 QString fromLocalBytes(const QByteArray &bytes);
 
+/// Whether toLocalBytes() gives UTF-8 now.
+bool isLocalTextUtf8();
+
 } // namespace ZeCore
 
 #endif // LOCALTEXT_P_H

@@ -13,6 +13,9 @@
 
 #include <poll.h>
 #include <unistd.h>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace ZeCore {
 
@@ -73,30 +76,101 @@ char *appendColorSequence(char *to, int colorCode)
     return to;
 }
 
+constexpr std::size_t blockSize = 16;
+
+/// Copies one block of ASCII characters other than NUL; returns false, after having
+/// written anything, if there are others in it.
+bool copyAsciiBlock(char *to, const QChar *from)
+{
+#if defined(__SSE2__)
+    const auto *const units = reinterpret_cast<const __m128i *>(from);
+    // What does not fit a byte becomes 0 or 255, so only the good ones are above 0.
+    const __m128i bytes = _mm_packus_epi16(_mm_loadu_si128(units), _mm_loadu_si128(units + 1));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(to), bytes);
+    return _mm_movemask_epi8(_mm_cmpgt_epi8(bytes, _mm_setzero_si128())) == 0xFFFF;
+#else
+    bool isAscii = true;
+    for (std::size_t i = 0; i < blockSize; ++i) {
+        isAscii = isAscii && from[i].unicode() - 1U < 0x7FU;
+        to[i] = from[i].toLatin1();
+    }
+    return isAscii;
+#endif
+}
+
+/// Copies @p text up to the first NUL or character beyond ASCII; returns their number.
+std::size_t copyAscii(char *to, const QString &text)
+{
+    const QChar *const from = text.constData();
+    const auto size = static_cast<std::size_t>(text.size());
+    std::size_t done = 0;
+    while (size - done >= blockSize && copyAsciiBlock(to + done, from + done))
+        done += blockSize;
+    for (; done < size && from[done].unicode() - 1U < 0x7FU; ++done)
+        to[done] = from[done].toLatin1();
+    return done;
+}
+
+/// A line in the making; on the stack if it is short.
+class LineBuffer
+{
+public:
+    explicit LineBuffer(std::size_t room)
+        : m_long(room > sizeof(m_short) ? new char[room] : nullptr)
+    {
+    }
+    Q_DISABLE_COPY(LineBuffer)
+
+    char *begin() { return m_long ? m_long.get() : m_short; }
+
+private:
+    std::unique_ptr<char[]> m_long;
+    char m_short[2048];
+};
+
+/// Ends the line whose text ends at @p end, and writes it.
+void finishLine(char *begin, char *end, bool isColored)
+{
+    if (isColored)
+        end = append(end, resetSequence, resetSize);
+    *end++ = '\n';
+    writeToStandardError(begin, static_cast<std::size_t>(end - begin));
+}
+
+constexpr std::size_t roomBesideText = sequenceSize + resetSize + 1;
+
+/// Echoes the way most messages can go: without a conversion whose result would
+/// have to be allocated, measured and copied. Returns false if this one cannot.
+bool echoAscii(const QString &msg, std::optional<int> color)
+{
+    if (!isLocalTextUtf8())
+        return false;
+    LineBuffer line(static_cast<std::size_t>(msg.size()) + roomBesideText);
+    char *const text = color ? appendColorSequence(line.begin(), *color) : line.begin();
+    const std::size_t size = copyAscii(text, msg);
+    const bool isWhole = size == static_cast<std::size_t>(msg.size());
+    if (!isWhole && !msg.at(static_cast<int>(size)).isNull())
+        return false;
+    finishLine(line.begin(), text + size, color && isWhole);
+    return true;
+}
+
+void echoLocal(const QString &msg, std::optional<int> color)
+{
+    const QByteArray bytes = toLocalBytes(msg);
+    const auto byteCount = static_cast<std::size_t>(bytes.size());
+    const std::size_t size = ::strnlen(bytes.constData(), byteCount);
+    LineBuffer line(size + roomBesideText);
+    char *const text = color ? appendColorSequence(line.begin(), *color) : line.begin();
+    finishLine(line.begin(), append(text, bytes.constData(), size), color && size == byteCount);
+}
+
 } // namespace
 
 void echoToConsole(const QString &msg, std::optional<int> color)
 {
-    const QByteArray text = toLocalBytes(msg);
-    const std::size_t textSize = ::strnlen(text.constData(), static_cast<std::size_t>(text.size()));
-    const bool endsAtNul = textSize < static_cast<std::size_t>(text.size());
-
-    constexpr std::size_t onStack = 2048;
-    const std::size_t room = textSize + sequenceSize + resetSize + 1;
-    char shortLine[onStack];
-    std::unique_ptr<char[]> longLine;
-    if (room > onStack)
-        longLine.reset(new char[room]);
-    char *const line = longLine ? longLine.get() : shortLine;
-
-    char *end = line;
-    if (color)
-        end = appendColorSequence(end, *color);
-    end = append(end, text.constData(), textSize);
-    if (color && !endsAtNul)
-        end = append(end, resetSequence, resetSize);
-    *end++ = '\n';
-    writeToStandardError(line, static_cast<std::size_t>(end - line));
+    if (!echoAscii(msg, color))
+        echoLocal(msg, color);
 }
 
 } // namespace ZeCore

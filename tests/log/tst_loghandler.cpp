@@ -79,6 +79,8 @@ private Q_SLOTS:
     void semaphoreCountsLines();
     void console_data();
     void console();
+    void consoleWithOddCharacterAnywhere_data();
+    void consoleWithOddCharacterAnywhere();
     void consoleColorsAreReadOnEachCall();
     void consoleUsesLocalCodec_data();
     void consoleUsesLocalCodec();
@@ -373,6 +375,39 @@ void tst_LogHandler::console()
     StderrCapture console;
     logText(static_cast<QtMsgType>(type), text);
     QCOMPARE(console.take(), expected);
+}
+
+void tst_LogHandler::consoleWithOddCharacterAnywhere_data()
+{
+    QTest::addColumn<QString>("odd");
+    QTest::newRow("none") << "x";
+    QTest::newRow("NUL") << QString(QChar(0));
+    QTest::newRow("first control character") << QString(QChar(0x01));
+    QTest::newRow("last ASCII character") << QString(QChar(0x7F));
+    QTest::newRow("first beyond ASCII") << QString(QChar(0x80));
+    QTest::newRow("last of Latin-1") << QString(QChar(0xFF));
+    QTest::newRow("low byte 0") << QString(QChar(0x0100));
+    QTest::newRow("low byte ASCII") << QString(QChar(0x0161));
+    QTest::newRow("last positive") << QString(QChar(0x7FFF));
+    QTest::newRow("first negative") << QString(QChar(0x8000));
+    QTest::newRow("last unit") << QString(QChar(0xFFFD));
+    QTest::newRow("surrogates") << QStringLiteral("🤖");
+    QTest::newRow("NUL behind Chinese") << QStringLiteral("开") + QChar(0);
+}
+
+/// Short texts are echoed in blocks; no place in them may differ.
+void tst_LogHandler::consoleWithOddCharacterAnywhere()
+{
+    QFETCH(QString, odd);
+    for (int length = 0; length <= 50; ++length) {
+        for (int place = 0; place <= length; ++place) {
+            StderrCapture console;
+            const QString text = QString(place, 'a') + odd + QString(length - place, 'b');
+            logText(QtWarningMsg, text);
+            const QByteArray bytes = ("\x1B[33m" + text + "\x1B[0m").toUtf8();
+            QCOMPARE(console.take(), QByteArray(bytes.constData()) + '\n');
+        }
+    }
 }
 
 void tst_LogHandler::consoleColorsAreReadOnEachCall()

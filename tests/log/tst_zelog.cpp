@@ -150,6 +150,8 @@ private Q_SLOTS:
     void batchesAreAppended();
     void textOfTheFile_data();
     void textOfTheFile();
+    void linesOfAllLengths();
+    void copyOfTheQueueStaysAsItIs();
     void hugeBatch();
     void secondWriterGoesOnInTheSameFile();
     void fileOfExactlyTheLimit();
@@ -323,6 +325,42 @@ void tst_ZeLog::textOfTheFile()
     running.write("first");
     running.write(text);
     QCOMPARE(contentOf(fileName(morningName)), stamp + "first\n" + stamp + bytes + "\n");
+}
+
+void tst_ZeLog::linesOfAllLengths()
+{
+    // Lines are built in the memory of earlier ones, longer or shorter.
+    const TestClock::Stopped clock(morning);
+    QStringList texts;
+    for (int round = 0; round < 3; ++round) {
+        for (int length = 0; length < 600; length += 7 + round)
+            texts.append(QString(length % 2 == 0 ? length : 600 - length, QChar('a' + round)));
+    }
+    RunningLog running;
+    for (int i = 0; i < texts.size(); ++i) {
+        logText(texts.at(i));
+        if (i % 50 == 0)
+            running.settle();
+    }
+    running.settle();
+    QCOMPARE(messagesIn(fileName(morningName)), texts);
+}
+
+void tst_ZeLog::copyOfTheQueueStaysAsItIs()
+{
+    const TestClock::Stopped clock(morning);
+    logText("first line of the copy");
+    logText("second line of the copy");
+    const QStringList copy = ZeLog::_stringList;
+    const QString line = copy.at(1);
+    RunningLog running;
+    running.settle();
+    for (int i = 0; i < 5; ++i)
+        running.write("another line that comes later");
+    QCOMPARE(copy,
+             (QStringList{"[260115 083012.045][Zemix]first line of the copy",
+                          "[260115 083012.045][Zemix]second line of the copy"}));
+    QCOMPARE(line, copy.at(1));
 }
 
 void tst_ZeLog::hugeBatch()

@@ -3,7 +3,7 @@
 
 #include "Child.h"
 
-#include "Harness.h"
+#include "Stopwatch.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <ctime>
 
 namespace Bench {
 
@@ -74,13 +73,6 @@ void configure(benchmark::internal::Benchmark *entry, const Case &comparison, bo
         entry->UseRealTime();
 }
 
-double now()
-{
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
-
 } // namespace
 
 std::vector<Measurement> measure(const Case &comparison, bool quick)
@@ -110,16 +102,6 @@ double median(std::vector<double> values)
 void setMemory(benchmark::State &state, double mebibytes)
 {
     state.counters[memoryCounter] = mebibytes;
-}
-
-Stopwatch::Stopwatch()
-    : m_start(now())
-{
-}
-
-double Stopwatch::seconds() const
-{
-    return now() - m_start;
 }
 
 } // namespace Bench

@@ -4,6 +4,8 @@
 #ifndef HARNESS_H
 #define HARNESS_H
 
+#include "Stopwatch.h"
+
 #include <benchmark/benchmark.h>
 
 #include <functional>
@@ -127,17 +129,6 @@ Body timed(Operation operation)
 
 /// Reports the result of a Unit::Mebibytes body.
 void setMemory(benchmark::State &state, double mebibytes);
-
-/// Seconds since construction.
-class Stopwatch
-{
-public:
-    Stopwatch();
-    double seconds() const;
-
-private:
-    double m_start;
-};
 
 } // namespace Bench
 

@@ -49,7 +49,7 @@ Body byQt(QtMessageHandler handler, int threads, int lines)
         LogDirectory directory;
         const Writer writer(directory.path());
         const Handler installed(handler);
-        const qint64 expected = fourItemsLineSize * (lines / threads * threads);
+        const qint64 expected = fourItemsLineSize * (qint64(lines) / threads * threads);
         return secondsOf(threads, lines, &logFourItems,
                          [&directory, expected] { directory.waitForBytes(expected); });
     });

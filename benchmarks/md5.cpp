@@ -35,7 +35,7 @@ QByteArray byQt(const QString &path)
 QByteArray readOnly(const QString &path)
 {
     const int file = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
-    std::vector<char> block(256 * 1024);
+    std::vector<char> block(std::size_t(256) << 10);
     while (::read(file, block.data(), block.size()) > 0) { }
     ::close(file);
     return "read";

@@ -19,6 +19,8 @@ void addMessageCases(Suite &suite);
 void addProcessCases(Suite &suite);
 void addRetentionCases(Suite &suite);
 void addStartCases(Suite &suite);
+void addTimeOrderCases(Suite &suite);
+void addTreeCases(Suite &suite);
 
 } // namespace Bench
 

@@ -5,7 +5,9 @@
 
 #include "Child.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 
 #include <ctime>
 #include <random>
@@ -15,9 +17,38 @@
 
 namespace Bench {
 
+namespace {
+
+const char memoryVariable[] = "ZECORE_BENCH_MEMORY";
+
+QString memoryTemplate()
+{
+    const QString shared = QStringLiteral("/dev/shm");
+    const bool isUsable = QFileInfo(shared).isWritable();
+    return (isUsable ? shared : QDir::tempPath()) + QStringLiteral("/zecore_bench-XXXXXX");
+}
+
+} // namespace
+
+WorkDirectories::WorkDirectories()
+    : m_memory(memoryTemplate())
+{
+    if (!m_disk.isValid() || !m_memory.isValid())
+        fail(QStringLiteral("no temporary directory"));
+    qputenv("TMPDIR", QFile::encodeName(m_disk.path()));
+    qputenv(memoryVariable, QFile::encodeName(m_memory.path()));
+}
+
+WorkDirectories::~WorkDirectories() = default;
+
 QString workDirectory()
 {
     return QFile::decodeName(qgetenv("TMPDIR"));
+}
+
+QString memoryDirectory()
+{
+    return QFile::decodeName(qgetenv(memoryVariable));
 }
 
 SilentStandardError::SilentStandardError()
@@ -67,6 +98,17 @@ void writeFile(const QString &path, const QByteArray &content)
 {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        fail(QStringLiteral("cannot write %1").arg(path));
+}
+
+void writeRandomFile(const QString &path, qint64 size)
+{
+    QFile file(path);
+    const QByteArray block = randomBytes(1 << 20);
+    bool isWritten = file.open(QIODevice::WriteOnly);
+    for (qint64 done = 0; isWritten && done < size; done += block.size())
+        isWritten = file.write(block) == block.size();
+    if (!isWritten)
         fail(QStringLiteral("cannot write %1").arg(path));
 }
 

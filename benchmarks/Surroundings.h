@@ -6,11 +6,28 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
+#include <QtCore/QTemporaryDir>
 
 namespace Bench {
 
-/// The directory of everything that the benchmarks write; gone when they end.
+/// The directories of everything that the benchmarks write; gone with the object.
+/// The first one is also that of temporary files, for child processes as well.
+class WorkDirectories
+{
+public:
+    WorkDirectories();
+    ~WorkDirectories();
+    Q_DISABLE_COPY(WorkDirectories)
+
+private:
+    QTemporaryDir m_disk;
+    QTemporaryDir m_memory;
+};
+
+/// On the disk of the temporary directory.
 QString workDirectory();
+/// In memory (tmpfs), where the system has such a place.
+QString memoryDirectory();
 
 /// Standard error leads to /dev/null while the object lives.
 class SilentStandardError
@@ -42,6 +59,8 @@ private:
 QByteArray randomBytes(int size);
 
 void writeFile(const QString &path, const QByteArray &content);
+/// A file of @p size bytes, a multiple of a MiB.
+void writeRandomFile(const QString &path, qint64 size);
 
 } // namespace Bench
 

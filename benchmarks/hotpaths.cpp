@@ -15,7 +15,6 @@
 #include <QtCore/QDir>
 #include <QtCore/QMutex>
 #include <QtCore/QSemaphore>
-#include <QtCore/QTemporaryDir>
 
 #include <cstdio>
 #include <cstring>
@@ -138,8 +137,7 @@ void dropLines(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const
 int main(int argc, char **argv)
 {
     qInstallMessageHandler(&dropLines); // the services tell when they come and go
-    const QTemporaryDir directory;
-    qputenv("TMPDIR", QFile::encodeName(directory.path()));
+    const Bench::WorkDirectories directories;
     const QCoreApplication application(argc, argv);
     for (const Path &path : paths) {
         if (argc == 2 && std::strcmp(argv[1], path.name) == 0) {

@@ -4,9 +4,9 @@
 #include "Cases.h"
 #include "Child.h"
 #include "Report.h"
+#include "Surroundings.h"
 
 #include <QtCore/QCoreApplication>
-#include <QtCore/QTemporaryDir>
 
 #include <algorithm>
 #include <cstdio>
@@ -65,10 +65,10 @@ bool isWanted(const Bench::Case &comparison, const Options &options)
 Bench::Suite makeSuite(bool quick)
 {
     Bench::Suite suite(quick);
-    for (const auto add :
-         {Bench::addLogCases, Bench::addLogThreadCases, Bench::addProcessCases, Bench::addHttpCases,
-          Bench::addMessageCases, Bench::addInstanceCases, Bench::addRetentionCases,
-          Bench::addMd5Cases, Bench::addJsonCases, Bench::addStartCases})
+    for (const auto add : {Bench::addLogCases, Bench::addLogThreadCases, Bench::addProcessCases,
+                           Bench::addHttpCases, Bench::addMessageCases, Bench::addInstanceCases,
+                           Bench::addRetentionCases, Bench::addTimeOrderCases, Bench::addTreeCases,
+                           Bench::addMd5Cases, Bench::addJsonCases, Bench::addStartCases})
         add(suite);
     return suite;
 }
@@ -101,11 +101,7 @@ int runRole(const std::vector<std::string> &arguments)
 
 int runBenchmarks(const Options &options)
 {
-    QTemporaryDir directory;
-    if (!directory.isValid())
-        Bench::fail(directory.errorString());
-    qputenv("TMPDIR", QFile::encodeName(directory.path()));
-
+    const Bench::WorkDirectories directories;
     const Bench::Suite suite = makeSuite(options.quick);
     initializeGoogleBenchmark();
     QJsonArray results;

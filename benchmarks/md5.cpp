@@ -59,13 +59,8 @@ void addMd5Cases(Suite &suite)
     // Made with the first repetition and used by all.
     const auto path = [size] {
         const QString name = workDirectory() + QStringLiteral("/md5");
-        if (QFile(name).size() != size) {
-            QFile file(name);
-            file.open(QIODevice::WriteOnly);
-            const QByteArray block = randomBytes(blockSize);
-            for (qint64 done = 0; done < size; done += blockSize)
-                file.write(block);
-        }
+        if (QFile(name).size() != size)
+            writeRandomFile(name, size);
         return name;
     };
     const auto onFile = [path](QByteArray (*function)(const QString &)) {

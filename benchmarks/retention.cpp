@@ -99,7 +99,7 @@ Body keeping(Keep keep, bool zoneIsSet, int count)
 {
     return timed([=] {
         const Zone zone(zoneIsSet);
-        const QString path = workDirectory() + QStringLiteral("/retention");
+        const QString path = memoryDirectory() + QStringLiteral("/retention");
         fill(path, count);
         const Stopwatch watch;
         keep(path);
@@ -119,8 +119,8 @@ void addRetentionCases(Suite &suite)
     for (const bool zoneIsSet : {false, true}) {
         Case retention;
         retention.name = zoneIsSet ? "retention-tz-set" : "retention-tz-unset";
-        retention.title =
-            std::string("retention: the newest 50 of 20,000, TZ ") + (zoneIsSet ? "set" : "unset");
+        retention.title = std::string("retention: the newest 50 of 20,000, tmpfs, TZ ")
+            + (zoneIsSet ? "set" : "unset");
         retention.contestants = {{"library", keeping(&keepByLibrary, zoneIsSet, count)},
                                  {"naive Qt", keeping(&keepByQt, zoneIsSet, count)},
                                  {"C", keeping(&keepByC, zoneIsSet, count)}};

@@ -77,7 +77,6 @@ void configure(benchmark::internal::Benchmark *entry, const Case &comparison, bo
 
 std::vector<Measurement> measure(const Case &comparison, bool quick)
 {
-    benchmark::ClearRegisteredBenchmarks();
     for (std::size_t i = 0; i < comparison.contestants.size(); ++i) {
         const Body &body = comparison.contestants.at(i).body;
         configure(benchmark::RegisterBenchmark(std::to_string(i).c_str(),
@@ -86,6 +85,7 @@ std::vector<Measurement> measure(const Case &comparison, bool quick)
     }
     Collector collector(comparison);
     benchmark::RunSpecifiedBenchmarks(&collector, nullptr, "all");
+    benchmark::ClearRegisteredBenchmarks(); // bodies hold servers, which end before all else
     return collector.measurements();
 }
 

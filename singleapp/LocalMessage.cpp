@@ -24,6 +24,8 @@ constexpr int acknowledgementWaitMs = 1000;
 constexpr int headerOfArray = 64; // more than Qt puts before the data of an array
 /// What a QByteArray can hold.
 constexpr quint32 maxAnnounced = std::numeric_limits<int>::max() - headerOfArray;
+/// What may be set aside for a text because its sender announces it.
+constexpr quint32 maxRoom = 16 << 20;
 /// What QString::fromUtf8() can decode: it makes room for one QChar per byte.
 constexpr int maxText = (std::numeric_limits<int>::max() - headerOfArray) / int(sizeof(QChar)) - 1;
 
@@ -93,6 +95,9 @@ qint64 readAvailable(QLocalSocket &socket, qint64 missing, QByteArray &bytes)
 /// Receives up to @p length bytes, fewer if the sender stalls or leaves.
 bool receiveText(QLocalSocket &socket, quint32 length, QByteArray &bytes)
 {
+    // Room that nobody writes to takes no memory. Growing with each piece instead would
+    // have the system hand out the same pages again and again.
+    bytes.reserve(static_cast<int>(qMin(length, maxRoom)));
     for (qint64 missing = length; missing > 0;) {
         if (socket.bytesAvailable() == 0 && !socket.waitForReadyRead(textWaitMs))
             break;

@@ -13,8 +13,11 @@
 #include <QtNetwork/QLocalServer>
 #include <QtNetwork/QLocalSocket>
 
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <thread>
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
@@ -142,13 +145,15 @@ int serveBySocket(const std::vector<std::string> &arguments)
     if (::bind(server, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0
         || ::listen(server, 10) != 0)
         return 1;
+    std::thread([] {
+        waitUntilParentIsDone();
+        std::_Exit(0);
+    }).detach();
     tellReady();
     for (;;) {
         const int socket = ::accept(server, nullptr, nullptr);
         std::uint32_t length = 0;
         if (readAll(socket, reinterpret_cast<char *>(&length), sizeof(length))) {
-            if (length == UINT32_MAX) // the end, in place of a message
-                return 0;
             QByteArray bytes(static_cast<int>(ntohl(length)), Qt::Uninitialized);
             if (readAll(socket, bytes.data(), static_cast<std::size_t>(bytes.size()))) {
                 benchmark::DoNotOptimize(QString::fromUtf8(bytes));
@@ -182,21 +187,9 @@ bool sendBySocket(const QString &name, const QString &text)
     return done;
 }
 
-void endSocketServer(const QString &name)
-{
-    const int socket = connectedSocket(name);
-    const std::uint32_t end = UINT32_MAX;
-    writeAll(socket, reinterpret_cast<const char *>(&end), sizeof(end));
-    ::close(socket);
-}
-
 /// Servers of all three kinds; they live from the first message to the last.
 class Servers
 {
-public:
-    ~Servers() { endSocketServer(QStringLiteral("bench-socket")); }
-
-private:
     struct Server : Child
     {
         Server(const QString &role, const QString &name)

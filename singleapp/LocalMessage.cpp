@@ -48,6 +48,9 @@ bool isConnected(const QLocalSocket &socket)
 bool waitUntilWritten(QLocalSocket &socket, int timeoutMs)
 {
     const QDeadlineTimer deadline = deadlineIn(timeoutMs);
+    // What the system takes at once needs no waiting for readiness.
+    if (isConnected(socket))
+        socket.flush();
     while (socket.bytesToWrite() > 0) {
         if (!isConnected(socket) || !socket.waitForBytesWritten(remainingMs(deadline)))
             return false;

@@ -60,6 +60,12 @@ QString ratioText(double ratio)
     return QString::number(ratio, 'f', ratio < 0.01 ? 5 : 3);
 }
 
+/// As exact as it is shown: medians repeat to a few thousandths at best.
+bool isReached(const Goal &goal, double ratio)
+{
+    return ratioText(ratio).toDouble() <= goal.ratio;
+}
+
 double medianOf(const Measurement &measurement)
 {
     return median(measurement.values);
@@ -111,7 +117,7 @@ void printCase(const Case &comparison, const std::vector<Measurement> &measureme
             std::printf("  %8s", qUtf8Printable(ratioText(ours / theirs)));
             if (const Goal *goal = goalAgainst(comparison, measurement.contestant))
                 std::printf("  <= %s%s", qUtf8Printable(QString::number(goal->ratio)),
-                            ours / theirs <= goal->ratio ? "" : "  not reached");
+                            isReached(*goal, ours / theirs) ? "" : "  not reached");
         }
         std::printf("\n");
     }
@@ -136,8 +142,11 @@ QJsonObject caseToJson(const Case &comparison, const std::vector<Measurement> &m
             contestant.insert(QStringLiteral("error"), QString::fromStdString(measurement.error));
         if (&measurement != &measurements.front() && theirs > 0)
             contestant.insert(QStringLiteral("ratio"), ours / theirs);
-        if (const Goal *goal = goalAgainst(comparison, measurement.contestant))
+        if (const Goal *goal = goalAgainst(comparison, measurement.contestant)) {
             contestant.insert(QStringLiteral("goal"), goal->ratio);
+            contestant.insert(QStringLiteral("reached"),
+                              theirs > 0 && isReached(*goal, ours / theirs));
+        }
         contestants.append(contestant);
     }
     QJsonObject object{{QStringLiteral("name"), QString::fromStdString(comparison.name)},

@@ -9,6 +9,8 @@
 #include "singleapp/QtSingleCoreApplication.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QSharedMemory>
+#include <QtNetwork/QLocalServer>
 
 #include <algorithm>
 #include <memory>
@@ -53,6 +55,27 @@ int startByQt(const std::vector<std::string> &arguments)
     auto application = std::make_unique<QCoreApplication>(argc, nullptr);
     const double startSeconds = start.seconds();
     const Stopwatch end;
+    application.reset();
+    return printResult(arguments.at(0) == "start" ? startSeconds : end.seconds());
+}
+
+/// The Qt objects that an instance has to have, without its locks.
+int startByQtObjects(const std::vector<std::string> &arguments)
+{
+    int argc = 0;
+    const Stopwatch start;
+    auto application = std::make_unique<QCoreApplication>(argc, nullptr);
+    auto memory = std::make_unique<QSharedMemory>(QStringLiteral("zecore-benchmark-objects"));
+    if (!memory->create(1024))
+        memory->attach();
+    auto server = std::make_unique<QLocalServer>();
+    server->setSocketOptions(QLocalServer::UserAccessOption);
+    if (!server->listen(QStringLiteral("zecore-benchmark-objects")))
+        return 1;
+    const double startSeconds = start.seconds();
+    const Stopwatch end;
+    server.reset();
+    memory.reset();
     application.reset();
     return printResult(arguments.at(0) == "start" ? startSeconds : end.seconds());
 }
@@ -155,6 +178,7 @@ void addInstanceCases(Suite &suite)
     suite.addRole("instance", &liveInstance);
     suite.addRole("instance-library", &startByLibrary);
     suite.addRole("instance-qt", &startByQt);
+    suite.addRole("instance-objects", &startByQtObjects);
     suite.addRole("instance-locks", &startByLocks);
 
     const auto instances = std::make_shared<std::unique_ptr<Instances>>();
@@ -171,9 +195,11 @@ void addInstanceCases(Suite &suite)
         Case application;
         application.name = "instances-" + moment.toStdString();
         application.title = "application " + moment.toStdString() + " with 50 live instances";
-        application.contestants = {{"library", contestant("instance-library", moment)},
-                                   {"locks and table alone", contestant("instance-locks", moment)},
-                                   {"QCoreApplication alone", contestant("instance-qt", moment)}};
+        application.contestants = {
+            {"library", contestant("instance-library", moment)},
+            {"locks and table alone", contestant("instance-locks", moment)},
+            {"its Qt objects without locks", contestant("instance-objects", moment)},
+            {"QCoreApplication alone", contestant("instance-qt", moment)}};
         if (moment == QLatin1String("start"))
             application.goals = {{"locks and table alone", 2}};
         application.ownClock = true;

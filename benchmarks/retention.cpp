@@ -68,6 +68,12 @@ struct Entry
     std::string name;
 };
 
+bool isNewer(const Entry &a, const Entry &b)
+{
+    return a.time != b.time ? a.time > b.time : a.name < b.name;
+}
+
+template <bool OldestFirst>
 void keepByC(const QString &path)
 {
     DIR *const stream = ::opendir(QFile::encodeName(path).constData());
@@ -83,10 +89,10 @@ void keepByC(const QString &path)
             {status.st_mtim.tv_sec * 1000LL + status.st_mtim.tv_nsec / 1000000, entry->d_name});
     }
     if (files.size() > kept) {
-        std::nth_element(files.begin(), files.begin() + kept, files.end(),
-                         [](const Entry &a, const Entry &b) {
-                             return a.time != b.time ? a.time > b.time : a.name < b.name;
-                         });
+        std::nth_element(files.begin(), files.begin() + kept, files.end(), &isNewer);
+        if (OldestFirst)
+            std::sort(files.begin() + kept, files.end(),
+                      [](const Entry &a, const Entry &b) { return isNewer(b, a); });
         for (auto file = files.begin() + kept; file != files.end(); ++file)
             ::unlinkat(::dirfd(stream), file->name.c_str(), 0);
     }
@@ -121,9 +127,11 @@ void addRetentionCases(Suite &suite)
         retention.name = zoneIsSet ? "retention-tz-set" : "retention-tz-unset";
         retention.title = std::string("retention: the newest 50 of 20,000, tmpfs, TZ ")
             + (zoneIsSet ? "set" : "unset");
-        retention.contestants = {{"library", keeping(&keepByLibrary, zoneIsSet, count)},
-                                 {"naive Qt", keeping(&keepByQt, zoneIsSet, count)},
-                                 {"C", keeping(&keepByC, zoneIsSet, count)}};
+        retention.contestants = {
+            {"library", keeping(&keepByLibrary, zoneIsSet, count)},
+            {"naive Qt", keeping(&keepByQt, zoneIsSet, count)},
+            {"C", keeping(&keepByC<false>, zoneIsSet, count)},
+            {"C, oldest first as by contract", keeping(&keepByC<true>, zoneIsSet, count)}};
         retention.goals = {{"naive Qt", zoneIsSet ? 0.3 : 0.04}, {"C", 1.15}};
         retention.iterations = 1;
         retention.ownClock = true;

@@ -5,6 +5,7 @@
 #define LOGTAG_P_H
 
 #include <QtCore/QDebug>
+#include <QtCore/QLatin1String>
 #include <QtCore/QString>
 
 /// Streams that begin with the library's level tag, for example
@@ -14,28 +15,65 @@
 /// programs of the suite parse these lines, so items are never joined first.
 namespace ZeCore {
 
-namespace Detail {
-inline QDebug tagged(QDebug stream, QLatin1String tagStart, const char *operation)
+/// One line, which goes to Qt's message handler when the object does.
+///
+/// It has the text that a QDebug without quotes would give, several times faster:
+/// most items are texts, which need no text stream.
+class LogLine
 {
-    stream.noquote();
-    stream << QString(tagStart + QLatin1String(operation) + QLatin1Char(']'));
-    return stream;
-}
-} // namespace Detail
+public:
+    LogLine(QtMsgType type, QLatin1String tagStart, const char *operation)
+        : m_type(type)
+    {
+        constexpr int usualLength = 120;
+        m_text.reserve(usualLength);
+        m_text += tagStart;
+        m_text += QLatin1String(operation);
+        m_text += QLatin1Char(']');
+    }
+    ~LogLine()
+    {
+        qt_message_output(m_type, QMessageLogContext(nullptr, 0, nullptr, "default"), m_text);
+    }
+    Q_DISABLE_COPY(LogLine)
 
-inline QDebug logDebug(const char *operation)
+    LogLine &operator<<(const QString &text)
+    {
+        m_text += QLatin1Char(' ');
+        m_text += text;
+        return *this;
+    }
+
+    /// @p text is UTF-8.
+    LogLine &operator<<(const char *text) { return *this << QString::fromUtf8(text); }
+
+    /// Anything else as QDebug writes it.
+    template <typename Item>
+    LogLine &operator<<(const Item &item)
+    {
+        QString text;
+        QDebug(&text).nospace().noquote() << item;
+        return *this << text;
+    }
+
+private:
+    QtMsgType m_type;
+    QString m_text;
+};
+
+inline LogLine logDebug(const char *operation)
 {
-    return Detail::tagged(qDebug(), QLatin1String("[debug]["), operation);
+    return {QtDebugMsg, QLatin1String("[debug]["), operation};
 }
 
-inline QDebug logWarning(const char *operation)
+inline LogLine logWarning(const char *operation)
 {
-    return Detail::tagged(qWarning(), QLatin1String("[warning]["), operation);
+    return {QtWarningMsg, QLatin1String("[warning]["), operation};
 }
 
-inline QDebug logError(const char *operation)
+inline LogLine logError(const char *operation)
 {
-    return Detail::tagged(qCritical(), QLatin1String("[error]["), operation);
+    return {QtCriticalMsg, QLatin1String("[error]["), operation};
 }
 
 } // namespace ZeCore

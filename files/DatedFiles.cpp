@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include <dirent.h>
@@ -103,21 +104,46 @@ bool isNewer(const DatedFile &a, const DatedFile &b)
     return a.modifiedMs != b.modifiedMs ? a.modifiedMs > b.modifiedMs : a.name < b.name;
 }
 
+/// Names of directory entries as text.
+class NameDecoder
+{
+public:
+    /// The name; null if it is not valid in the local encoding.
+    QString decode(const char *nativeName) const
+    {
+        const std::size_t size = std::strlen(nativeName);
+        if (m_isUtf8 && isAscii(nativeName, size)) // as most names are
+            return QString::fromLatin1(nativeName, static_cast<int>(size));
+        const QByteArray bytes(nativeName);
+        const QString name = fromLocalBytes(bytes);
+        return toLocalBytes(name) == bytes ? name : QString();
+    }
+
+private:
+    static bool isAscii(const char *text, std::size_t size)
+    {
+        return std::all_of(text, text + size,
+                           [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    }
+
+    bool m_isUtf8 = isLocalTextUtf8();
+};
+
 /// Lists through an open directory, so that names need no path.
 QVector<DatedFile> list(DIR *stream, const NameFilters &filters)
 {
+    const NameDecoder decoder;
+    const int directory = ::dirfd(stream);
     QVector<DatedFile> files;
     while (const dirent *entry = ::readdir(stream)) {
         if (entry->d_type == DT_DIR)
             continue;
-        const QByteArray nativeName(entry->d_name);
-        const QString name = fromLocalBytes(nativeName);
+        QString name = decoder.decode(entry->d_name);
         struct stat status = {};
-        if (!matchesAny(filters, name) || toLocalBytes(name) != nativeName
-            || ::fstatat(::dirfd(stream), entry->d_name, &status, 0) != 0
-            || !S_ISREG(status.st_mode))
+        if (name.isNull() || !matchesAny(filters, name)
+            || ::fstatat(directory, entry->d_name, &status, 0) != 0 || !S_ISREG(status.st_mode))
             continue;
-        files.append({toMilliseconds(status.st_mtim), name});
+        files.append({toMilliseconds(status.st_mtim), std::move(name)});
     }
     return files;
 }

@@ -37,4 +37,6 @@ bool removeAllButNewest(const QString &directory, const QStringList &nameFilters
 
 } // namespace ZeCore
 
+Q_DECLARE_TYPEINFO(ZeCore::DatedFile, Q_MOVABLE_TYPE);
+
 #endif // DATEDFILES_P_H

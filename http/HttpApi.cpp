@@ -22,6 +22,8 @@
 #include <QtNetwork/QNetworkReply>
 #include <QtNetwork/QNetworkRequest>
 
+#include <algorithm>
+
 using ZeCore::logDebug;
 using ZeCore::logWarning;
 
@@ -30,16 +32,37 @@ QMutex HttpApi::_mutex;
 
 namespace {
 
-/// The request for an address as people write it, with blanks and characters of
-/// any language: encoded in full once, so that every spelling of it is sent alike.
-QNetworkRequest requestFor(const QString &address)
+/// Whether @p address has only characters that are spelled alike in every form of an
+/// address. A host in Punycode is not: it is shown in Unicode.
+bool hasOneSpelling(const QString &address)
+{
+    return !address.contains(QLatin1String("xn--"))
+        && std::all_of(address.begin(), address.end(), [](QChar c) {
+               return c.unicode() < 0x80
+                   && (c.isLetterOrNumber() || c == QLatin1Char('/') || c == QLatin1Char(':')
+                       || c == QLatin1Char('.') || c == QLatin1Char('-') || c == QLatin1Char('_'));
+           });
+}
+
+/// The address of a request, and how it is shown.
+struct Target
+{
+    QUrl url;
+    QString text;
+};
+
+/// The target of an address as people write it, with blanks and characters of any
+/// language: encoded in full once, so that every spelling of it is sent alike.
+Target targetOf(const QString &address)
 {
     const QUrl url(address, QUrl::TolerantMode);
+    const QString text = url.toString();
+    // Most addresses are encoded already and need neither this nor a second look.
+    if (text == address && hasOneSpelling(address))
+        return {url, text};
     const QString encoded = QString::fromLatin1(url.toEncoded(QUrl::FullyEncoded));
-    QNetworkRequest request;
-    // Most addresses are encoded already and need no second look.
-    request.setUrl(encoded == address ? url : QUrl(encoded, QUrl::TolerantMode));
-    return request;
+    const QUrl target = encoded == address ? url : QUrl(encoded, QUrl::TolerantMode);
+    return {target, target.toString()};
 }
 
 } // namespace
@@ -73,11 +96,11 @@ bool HttpApi::getUrl(const QString &url)
         return false;
     }
     m_isSuccess = false;
-    const QNetworkRequest request = requestFor(url);
-    logDebug("getUrl") << "[request.url:" << request.url().toString() << "]";
+    const Target target = targetOf(url);
+    logDebug("getUrl") << "[request.url:" << target.text << "]";
 
     const QPointer<HttpApi> self(this);
-    await(request);
+    await(QNetworkRequest(target.url));
     return self && m_isSuccess;
 }
 
@@ -117,8 +140,6 @@ void HttpApi::await(const QNetworkRequest &request)
         setLastError(QStringLiteral("Timed out"));
         Q_EMIT sigHttpRequstFinished();
     });
-    // There is no progress to show; the connection belongs to every request.
-    connect(reply, &QNetworkReply::downloadProgress, this, [](qint64, qint64) {});
     connect(reply, &QNetworkReply::finished, this, [this, reply, timer, wait] {
         timer->stop();
         // Qt still uses the reply after this signal, even if a slot of ours releases
@@ -130,7 +151,7 @@ void HttpApi::await(const QNetworkRequest &request)
         Q_EMIT sigHttpRequstFinished();
     });
     timer->start(m_requestTimeoutMs);
-    connect(this, SIGNAL(sigHttpRequstFinished()), &loop, SLOT(quit()));
+    connect(this, &HttpApi::sigHttpRequstFinished, &loop, &QEventLoop::quit);
     connect(this, &QObject::destroyed, &loop, &QEventLoop::quit);
     loop.exec();
     // Either may have gone with the object.

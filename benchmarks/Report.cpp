@@ -94,6 +94,7 @@ QString unitName(Unit unit)
 void printHeader()
 {
     std::printf("%-44s %14s %20s  %8s  %s\n", "", "median", "min ... max", "ours/it", "goal");
+    std::fflush(stdout);
 }
 
 void printCase(const Case &comparison, const std::vector<Measurement> &measurements)

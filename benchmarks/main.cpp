@@ -7,6 +7,11 @@
 #include "Surroundings.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QFile>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QProcess>
 
 #include <algorithm>
 #include <cstdio>
@@ -90,33 +95,73 @@ void dropDebugLines(QtMsgType type, const QMessageLogContext & /*context*/, cons
         std::fprintf(stderr, "%s\n", qUtf8Printable(text));
 }
 
+const char caseRole[] = "case";
+
+/// Measures one case. Each has a process of its own, so that the memory that one
+/// leaves behind does not slow down the forks and allocations of the next.
+int runCase(const std::vector<std::string> &arguments)
+{
+    int argc = 0;
+    const QCoreApplication application(argc, nullptr);
+    const bool isQuick = arguments.at(2) == "quick";
+    const Bench::Suite suite = makeSuite(isQuick);
+    initializeGoogleBenchmark();
+    const auto comparison =
+        std::find_if(suite.cases().begin(), suite.cases().end(),
+                     [&arguments](const Bench::Case &c) { return c.name == arguments.at(0); });
+    if (comparison == suite.cases().end())
+        Bench::fail(QStringLiteral("no such case"));
+
+    const std::vector<Bench::Measurement> measurements = Bench::measure(*comparison, isQuick);
+    Bench::printCase(*comparison, measurements);
+    const QJsonDocument result(Bench::caseToJson(*comparison, measurements));
+    Bench::writeFile(QFile::decodeName(arguments.at(1).c_str()), result.toJson());
+    const bool isComplete =
+        std::all_of(measurements.begin(), measurements.end(),
+                    [](const Bench::Measurement &m) { return m.error.empty(); });
+    return isComplete ? 0 : 1;
+}
+
 int runRole(const std::vector<std::string> &arguments)
 {
+    const std::vector<std::string> rest(arguments.begin() + 2, arguments.end());
+    if (arguments.at(1) == caseRole)
+        return runCase(rest);
     const Bench::Suite suite = makeSuite(false);
     const auto role = suite.roles().find(arguments.at(1));
     if (role == suite.roles().end())
         Bench::fail(QStringLiteral("no such role"));
-    return role->second({arguments.begin() + 2, arguments.end()});
+    return role->second(rest);
+}
+
+QJsonObject readObject(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        Bench::fail(QStringLiteral("no figures"));
+    return QJsonDocument::fromJson(file.readAll()).object();
 }
 
 int runBenchmarks(const Options &options)
 {
     const Bench::WorkDirectories directories;
+    const QString figures = Bench::workDirectory() + QStringLiteral("/figures.json");
     const Bench::Suite suite = makeSuite(options.quick);
-    initializeGoogleBenchmark();
     QJsonArray results;
     bool isComplete = true;
     Bench::printHeader();
     for (const Bench::Case &comparison : suite.cases()) {
         if (!isWanted(comparison, options))
             continue;
-        const std::vector<Bench::Measurement> measurements =
-            Bench::measure(comparison, options.quick);
-        Bench::printCase(comparison, measurements);
-        results.append(Bench::caseToJson(comparison, measurements));
-        isComplete = isComplete
-            && std::all_of(measurements.begin(), measurements.end(),
-                           [](const Bench::Measurement &m) { return m.error.empty(); });
+        const int status =
+            QProcess::execute(QCoreApplication::applicationFilePath(),
+                              {QStringLiteral("--role"), QString::fromLatin1(caseRole),
+                               QString::fromStdString(comparison.name), figures,
+                               options.quick ? QStringLiteral("quick") : QStringLiteral("full")});
+        isComplete = isComplete && status == 0;
+        if (QFile::exists(figures))
+            results.append(readObject(figures));
+        QFile::remove(figures);
     }
     if (results.isEmpty())
         Bench::fail(QStringLiteral("no such case"));

@@ -142,6 +142,7 @@ int serveBySocket(const std::vector<std::string> &arguments)
 {
     const int server = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const sockaddr_un address = addressOf(QString::fromStdString(arguments.at(0)));
+    ::unlink(address.sun_path); // that of an earlier case
     if (::bind(server, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0
         || ::listen(server, 10) != 0)
         return 1;

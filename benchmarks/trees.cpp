@@ -12,6 +12,7 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QVariant>
 
+#include <algorithm>
 #include <filesystem>
 
 namespace Bench {
@@ -138,18 +139,13 @@ bool copyByQt(const QString &from, const QString &to)
 {
     QDir().mkpath(to);
     const QFileInfoList entries = QDir(from).entryInfoList(everything);
-    for (const QFileInfo &entry : entries) {
+    return std::all_of(entries.begin(), entries.end(), [&to](const QFileInfo &entry) {
         const QString target = to + QLatin1Char('/') + entry.fileName();
-        if (entry.isDir()) {
-            if (!copyByQt(entry.absoluteFilePath(), target))
-                return false;
-        } else {
-            QFile::remove(target);
-            if (!QFile::copy(entry.absoluteFilePath(), target))
-                return false;
-        }
-    }
-    return true;
+        if (entry.isDir())
+            return copyByQt(entry.absoluteFilePath(), target);
+        QFile::remove(target);
+        return QFile::copy(entry.absoluteFilePath(), target);
+    });
 }
 
 bool copyByProgram(const QString &from, const QString &to)

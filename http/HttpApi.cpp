@@ -140,6 +140,8 @@ void HttpApi::await(const QNetworkRequest &request)
         setLastError(QStringLiteral("Timed out"));
         Q_EMIT sigHttpRequstFinished();
     });
+    // There is no progress to show; the connection belongs to every request.
+    connect(reply, &QNetworkReply::downloadProgress, this, [](qint64, qint64) {});
     connect(reply, &QNetworkReply::finished, this, [this, reply, timer, wait] {
         timer->stop();
         // Qt still uses the reply after this signal, even if a slot of ours releases

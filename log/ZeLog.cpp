@@ -10,7 +10,6 @@
 #include "files/DatedFiles_p.h"
 #include "files/ZeFileManager.h"
 #include "log/ConsoleEcho_p.h"
-#include "log/LinePool_p.h"
 #include "log/LineStamp_p.h"
 #include "log/LocalTime_p.h"
 #include "log/LogFile_p.h"
@@ -26,7 +25,6 @@
 
 #include <unistd.h>
 
-using ZeCore::LinePool;
 using ZeCore::LineStamp;
 using ZeCore::LogFile;
 using ZeCore::MutexLock;
@@ -124,6 +122,14 @@ QString newLogName()
     return QString::fromLatin1(name);
 }
 
+QStringList takeQueue()
+{
+    QStringList batch;
+    const MutexLock lock(ZeLog::_mutex);
+    batch.swap(ZeLog::_stringList);
+    return batch;
+}
+
 /// The colour of a message; none for what is echoed bare.
 std::optional<int> colorOf(QtMsgType type)
 {
@@ -140,39 +146,16 @@ std::optional<int> colorOf(QtMsgType type)
     }
 }
 
-/// Puts @p msg where the stamp ends.
-void putMessage(QString &line, const QString &msg)
+/// The line as it goes to the file; its stamp is still to be filled in.
+QString lineWithoutStamp(const QString &msg)
 {
+    QString line(LineStamp::length + msg.size(), Qt::Uninitialized);
     std::memcpy(static_cast<void *>(line.data() + LineStamp::length), msg.constData(),
                 static_cast<std::size_t>(msg.size()) * sizeof(QChar));
-}
-
-/// Never destroyed: messages are logged to the very end of the process.
-LinePool &linePool()
-{
-    static auto *const pool = new LinePool;
-    return *pool;
+    return line;
 }
 
 LineStamp s_lineStamp; // guarded by ZeLog::_mutex; trivially destructible
-
-QStringList takeQueue()
-{
-    constexpr int room = 512; // so that logging threads need not make it under the lock
-    QStringList batch;
-    batch.reserve(room);
-    const MutexLock lock(ZeLog::_mutex);
-    batch.swap(ZeLog::_stringList);
-    return batch;
-}
-
-/// What is left of a batch that was written, for the lines to come.
-void recycle(QStringList batch)
-{
-    LinePool::trim(batch);
-    const MutexLock lock(ZeLog::_mutex);
-    linePool().give(batch);
-}
 
 } // namespace
 
@@ -208,22 +191,10 @@ void ZeLog::outputMessage(QtMsgType type, const QMessageLogContext & /*context*/
     if (ZeCore::readShared(_isRelease) || !ZeCore::readShared(_isWriteLogToFile))
         return;
 
-    LinePool &pool = linePool();
-    const int length = LineStamp::length + msg.size();
-    // A line that has to be allocated is so before the lock is taken.
-    const bool isPooled = pool.hasLine(length);
-    QString line;
-    if (!isPooled) {
-        line = QString(length, Qt::Uninitialized);
-        putMessage(line, msg);
-    }
+    QString line = lineWithoutStamp(msg);
     {
-        const MutexLock lock(_mutex);
-        if (isPooled) {
-            line = pool.take(length);
-            putMessage(line, msg);
-        }
         // The clock is read under the lock, so lines are queued in order of time.
+        const MutexLock lock(_mutex);
         s_lineStamp.write(line.data());
         _stringList.append(QString());
         _stringList.last().swap(line);
@@ -277,7 +248,7 @@ void ZeLog::run()
             continue;
         }
         ZeCore::acquirePermit(_synSem);
-        QStringList batch = takeQueue();
+        const QStringList batch = takeQueue();
         if (batch.isEmpty()) {
             msleep(idleMs); // the permit of a line that an earlier round wrote
             continue;
@@ -300,6 +271,5 @@ void ZeLog::run()
             return;
         }
         file.append(batch);
-        recycle(std::move(batch));
     }
 }

@@ -27,6 +27,8 @@ int fail(int error)
 
 int openFile(const char *path, int flags, mode_t mode)
 {
+    if (std::strncmp(path, "/dev/", 5) == 0 && std::strncmp(path, "/dev/shm/", 9) != 0)
+        ++t_counts.devicesOpened;
     if (t_isActive && !t_behaviour.unnamedFiles && (flags & O_TMPFILE) == O_TMPFILE)
         return fail(EOPNOTSUPP);
     return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
@@ -117,6 +119,12 @@ int fchmod(int file, mode_t mode) noexcept
     if (t_isActive && t_behaviour.modeError != 0)
         return fail(t_behaviour.modeError);
     return static_cast<int>(::syscall(SYS_fchmod, file, mode));
+}
+
+ssize_t read(int file, void *data, size_t size)
+{
+    const bool isShort = t_isActive && t_behaviour.shortReads && size > 1000;
+    return ::syscall(SYS_read, file, data, isShort ? 1000 : size);
 }
 
 int fdatasync(int file)

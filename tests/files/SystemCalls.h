@@ -20,6 +20,7 @@ struct Behaviour
     int writeError = 0;            ///< of write() to files, from the second call on
     int syncError = 0;             ///< of fdatasync() and syncfs()
     bool onlyFileSystems = false;  ///< this error of syncfs() alone
+    bool shortReads = false;       ///< read() gives 1000 bytes at most
     bool shortWrites = false;      ///< write() takes one byte less than given
     int modeError = 0;             ///< of fchmod(), as on FAT, which keeps no modes
     bool kernelCopyStops = false;  ///< copy_file_range() says "end" from the second call on
@@ -31,6 +32,7 @@ struct Counts
     int fileSystemSyncs = 0;
     int fileSyncs = 0;
     int kernelCopies = 0;
+    int devicesOpened = 0;
 };
 
 /// From now on, until reset(). Only for the thread that calls it.

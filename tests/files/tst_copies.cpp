@@ -165,6 +165,9 @@ private Q_SLOTS:
     void mirrorFailures();
     void targetThatCannotBeRemoved_data();
     void targetThatCannotBeRemoved();
+    void pathsWithNul();
+    void targetThatAppears_data();
+    void targetThatAppears();
     void sourceThatVanishes();
     void directoryThatBecomesAFile();
     void intoItself_data();
@@ -337,7 +340,10 @@ void tst_Copies::oneFileFailures()
         m_tree->file("b/old", "old");
         const Unprivileged unprivileged;
         m_capture->take();
+        SystemCalls::reset();
         QVERIFY(!(service().*copier.copy)(src, dst, {}, true));
+        // To open one may do something, start a watchdog for example.
+        QCOMPARE(SystemCalls::counts().devicesOpened, 0);
         if (dst == "b/")
             QCOMPARE(m_capture->take(), QStringList{notDeleted(copier.name, dst)});
         else
@@ -549,6 +555,8 @@ void tst_Copies::otherKernels_data()
     behaviour.kernelCopyAtOnce = true;
     behaviour.shortWrites = true;
     QTest::newRow("short writes") << behaviour;
+    behaviour.shortReads = true;
+    QTest::newRow("short reads") << behaviour;
     behaviour = {};
     behaviour.kernelCopyStops = true;
     QTest::newRow("copying stops midway") << behaviour;
@@ -558,7 +566,8 @@ void tst_Copies::otherKernels()
 {
     QFETCH(SystemCalls::Behaviour, behaviour);
     const QByteArray large = pattern(1000003);
-    m_tree->file("small", "small");
+    const QByteArray small = pattern(5000);
+    m_tree->file("small", small);
     m_tree->file("large", large);
     m_tree->mode("large", 0640);
     m_tree->file("sparse", "");
@@ -573,11 +582,11 @@ void tst_Copies::otherKernels()
     QVERIFY(!service().copyDirectoryFile(path("small"), path("dangling"), {}, true));
     QVERIFY(SystemCalls::counts().kernelCopies > 0);
     SystemCalls::reset();
-    QCOMPARE(m_tree->content("small2"), QByteArray("small"));
+    QCOMPARE(m_tree->content("small2"), small);
     QCOMPARE(m_tree->content("large2"), large);
     QCOMPARE(m_tree->mode("large2"), mode_t(0640));
     QCOMPARE(m_tree->content("sparse2"), QByteArray(1 << 20, '\0'));
-    QCOMPARE(m_tree->content("old"), QByteArray("small"));
+    QCOMPARE(m_tree->content("old"), small);
     QVERIFY(!m_tree->exists("nowhere"));
     QCOMPARE(m_tree->names().size(), 8);
 }
@@ -1039,6 +1048,43 @@ void actAtFirstLine(QtMsgType, const QMessageLogContext &, const QString &)
 }
 
 } // namespace
+
+/// They would end early and name something else.
+void tst_Copies::pathsWithNul()
+{
+    m_tree->file("x", "x");
+    m_tree->file("y", "y");
+    const QString nul = QString::fromLatin1("\0z", 2);
+    for (const FileCopier &copier : fileCopiers) {
+        QVERIFY(!(service().*copier.copy)(path("x"), path("new") + nul, {}, true));
+        QVERIFY(!(service().*copier.copy)(path("x") + nul, path("new"), {}, true));
+        QVERIFY(!(service().*copier.copy)(path("x"), path("y") + nul, {}, true));
+    }
+    QCOMPARE(m_tree->names(), QStringList({"x", "y"}));
+    QCOMPARE(m_tree->content("y"), QByteArray("y"));
+}
+
+void tst_Copies::targetThatAppears_data()
+{
+    QTest::addColumn<bool>("overwrite");
+    QTest::newRow("overwrite") << true;
+    QTest::newRow("keep") << false;
+}
+
+/// In a directory that the copy has made itself: by another program, or since the
+/// file system takes two names for one.
+void tst_Copies::targetThatAppears()
+{
+    QFETCH(bool, overwrite);
+    m_tree->file("a/1.log");
+    m_tree->file("a/2", "new");
+    s_atFirstLine = [this] { m_tree->file("b/2", "old"); };
+    const QtMessageHandler previous = qInstallMessageHandler(actAtFirstLine);
+    const bool copied = service().copyDirectoryFiles(path("a"), path("b"), {"1.log"}, overwrite);
+    qInstallMessageHandler(previous);
+    QVERIFY(copied);
+    QCOMPARE(m_tree->content("b/2"), QByteArray(overwrite ? "new" : "old"));
+}
 
 void tst_Copies::sourceThatVanishes()
 {

@@ -17,6 +17,16 @@
 
 #include <unistd.h>
 
+namespace {
+
+bool hasLines(const QString &logDir)
+{
+    const QFileInfoList files = QDir(logDir).entryInfoList({"ZemixPro_*.log"}, QDir::Files);
+    return !files.isEmpty() && files.first().size() > 0;
+}
+
+} // namespace
+
 int main(int argc, char **argv)
 {
     const QCoreApplication app(argc, argv);
@@ -37,7 +47,7 @@ int main(int argc, char **argv)
             }
         });
     }
-    while (QDir(logDir).entryList({"ZemixPro_*.log"}, QDir::Files).isEmpty())
+    while (!hasLines(logDir))
         ::usleep(1000);
     std::printf("running\n");
     std::fflush(stdout);

@@ -36,7 +36,7 @@ expect() {
     [[ "$output" == "libZeCore $version: "$'\e[32md41d8cd98f00b204e9800998ecf8427e\e[0m ready' ]] \
         || fail "$(printf '%s prints %q' "$program" "$output")"
     [[ "$prefix" == system || -e "$libdir/libZeCore.a" ]] \
-        || ldd "$program" | grep -qF "$libdir/libZeCore.so.1" || fail "$program runs with another library"
+        || grep -qF "$libdir/libZeCore.so.1" <(ldd "$program") || fail "$program runs with another library"
     unset LD_LIBRARY_PATH
 }
 

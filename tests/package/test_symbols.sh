@@ -15,4 +15,4 @@ if [[ -n "$strangers" ]]; then
     printf 'These symbols leave the library:\n%s\n' "$strangers"
     exit 1
 fi
-readelf -d "$1" | grep -q NODELETE || { echo 'the library may be unloaded'; exit 1; }
+grep -q NODELETE <(readelf -d "$1") || { echo 'the library may be unloaded'; exit 1; }

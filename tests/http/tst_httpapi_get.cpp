@@ -376,7 +376,8 @@ void tst_HttpApiGet::replies()
     QCOMPARE(capture.lines(), lines);
     QCOMPARE(finished.count(), 1);
     QVERIFY(http.children().isEmpty());
-    QCOMPARE(server.requests().size(), 1);
+    // Qt asks again if it notices the end of a connection before the reply.
+    QVERIFY(server.requests().size() == 1 || (closes && server.requests().size() == 2));
 }
 
 void tst_HttpApiGet::knownErrorTexts()

@@ -158,6 +158,10 @@ std::vector<DirectoryListing::Entry> DirectoryListing::read()
 std::vector<DirectoryListing::Item> DirectoryListing::readNative()
 {
     std::vector<Item> items;
+    constexpr int usualCount = 128;
+    constexpr int usualLength = 16;
+    items.reserve(usualCount);
+    m_text.reserve(usualCount * usualLength);
     while (const dirent *entry = ::readdir(m_stream.get())) {
         if (isDotOrDotDot(entry->d_name))
             continue;

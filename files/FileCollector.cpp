@@ -57,7 +57,9 @@ public:
                 if (!collectDirectory(below, below))
                     return failedBelow(pathOf(shownPrefix, entry.name));
             } else if (takes(entry.name)) {
-                m_out.append(QVariant(pathOf(prefix, entry.name)));
+                // Moved in, which append() does not do.
+                m_out.append(QVariant());
+                m_out.last() = QVariant(pathOf(prefix, entry.name));
             } else if (m_rule.logsSkipped) {
                 logSkipped(entry.name.toString());
             }

@@ -24,7 +24,7 @@ namespace ZeCore {
 namespace {
 
 /// Up to this size copying through memory costs less than asking the kernel.
-constexpr std::size_t blockSize = 64 * 1024;
+constexpr std::size_t blockSize = std::size_t{64} * 1024;
 
 class FileDescriptor
 {

@@ -60,6 +60,7 @@ Counts counts()
 
 } // namespace SystemCalls
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
 int open(const char *path, int flags, ...)
@@ -144,3 +145,4 @@ int syncfs(int file) noexcept
 }
 
 } // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

@@ -307,10 +307,10 @@ QList<QVariant> ZeFileManager::queryFileList(const QString &dirPath, const QStri
     QList<QVariant> files;
     if (dirPath.isEmpty()) // QDir would take the current directory
         return files;
-    const QFileInfoList entries = QDir(dirPath).entryInfoList(
+    const QFileInfoList entries = ZeCore::newestFirst(QDir(dirPath).entryInfoList(
         nameFilters, QDir::Dirs | QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot,
-        QDir::Unsorted);
-    for (const QFileInfo &entry : ZeCore::newestFirst(entries)) {
+        QDir::Unsorted));
+    for (const QFileInfo &entry : entries) {
         if (entry.isDir())
             directories.prepend(fileRecord(entry)); // oldest first; callers rely on it
         else
@@ -323,9 +323,9 @@ QByteArray ZeFileManager::readAllFiles(const QString &dirPath, const QStringList
                                        QDir::Filters filters, QDir::SortFlags sort)
 {
     const QString applicationDir = QCoreApplication::applicationDirPath();
-    QFileInfoList entries;
-    if (!dirPath.isEmpty())
-        entries = QDir(dirPath).entryInfoList(nameFilters, filters, sort);
+    const QFileInfoList entries = dirPath.isEmpty()
+        ? QFileInfoList() // QDir would take the current directory
+        : QDir(dirPath).entryInfoList(nameFilters, filters, sort);
 
     // Only the last file counts, so the content of the others is never read.
     std::unique_ptr<QFile> last;
@@ -346,7 +346,8 @@ QByteArray ZeFileManager::readAllFiles(const QString &dirPath, const QStringList
 
 void ZeFileManager::moveToListFirst(QList<QFileInfo> &list)
 {
-    for (const ZeCore::CreatedFile &file : ZeCore::sortByCreation(list))
+    const QVector<ZeCore::CreatedFile> files = ZeCore::sortByCreation(list);
+    for (const ZeCore::CreatedFile &file : files)
         logDebug("moveToListFirst") << "[" << file.time << file.timeMs << "]";
 }
 
@@ -402,7 +403,8 @@ QVariantMap ZeFileManager::getStorageInfo(const QString &path)
 QList<QVariant> ZeFileManager::getDevices()
 {
     QList<QVariant> devices;
-    for (const ZeCore::DiskFreeLine &line : ZeCore::parseDiskFree(ZeCore::runDiskFree())) {
+    const QVector<ZeCore::DiskFreeLine> lines = ZeCore::parseDiskFree(ZeCore::runDiskFree());
+    for (const ZeCore::DiskFreeLine &line : lines) {
         QVariantMap device = getStorageInfo(line.mountPoint);
         device.insert(QStringLiteral("dev"), line.device);
         device.insert(QStringLiteral("all"), line.size);

@@ -651,7 +651,8 @@ void tst_FileLists::recordsOrder()
     m_tree->modified("recent", base + qint64(1000) * 60 * 60 * 24 * 365);
     QFile::remove(m_tree->path("link"));
     QStringList names;
-    for (const QVariant &entry : service().queryFileList(m_tree->path(), {}))
+    const QList<QVariant> entries = service().queryFileList(m_tree->path(), {});
+    for (const QVariant &entry : entries)
         names += entry.toMap().value("name").toString();
     QCOMPARE(names, QStringList({"x", "y", "recent", "g", "f"}));
 }
@@ -663,7 +664,8 @@ void tst_FileLists::recordsOfTheSameTime()
         m_tree->modified(QString::fromLatin1(name), 1700000000000);
     }
     QStringList names;
-    for (const QVariant &entry : service().queryFileList(m_tree->path(), {}))
+    const QList<QVariant> entries = service().queryFileList(m_tree->path(), {});
+    for (const QVariant &entry : entries)
         names += entry.toMap().value("name").toString();
     QCOMPARE(names, QStringList({"A", "B", "b", "c"}));
 }
@@ -691,7 +693,8 @@ void tst_FileLists::recordsFilters()
     m_tree->directory("d.log");
     m_tree->directory("e");
     QStringList listed;
-    for (const QVariant &entry : service().queryFileList(m_tree->path(), filters))
+    const QList<QVariant> entries = service().queryFileList(m_tree->path(), filters);
+    for (const QVariant &entry : entries)
         listed += entry.toMap().value("name").toString();
     listed.sort();
     QCOMPARE(listed, names);
@@ -849,8 +852,8 @@ void tst_FileLists::creationOrderOfEqualTimes()
     for (const QString &file : {QString("a1"), QString("b1"), QString("c1")}) {
         m_tree->file(file);
         QTest::qSleep(30);
-        m_tree->hardLink(file, file.left(1) + '2');
-        m_tree->hardLink(file, file.left(1) + '3');
+        m_tree->hardLink(file, QString(file).replace('1', '2'));
+        m_tree->hardLink(file, QString(file).replace('1', '3'));
     }
     QList<QFileInfo> list;
     const QStringList names = order.split(' ');
@@ -872,7 +875,7 @@ void tst_FileLists::creationOrderLines()
     QList<QFileInfo> list{QFileInfo(m_tree->path("b")), QFileInfo(m_tree->path("a"))};
     service().moveToListFirst(list);
     QStringList lines;
-    for (const QFileInfo &info : list) {
+    for (const QFileInfo &info : qAsConst(list)) {
         const QDateTime time =
             info.birthTime().isValid() ? info.birthTime() : info.metadataChangeTime();
         QString text;

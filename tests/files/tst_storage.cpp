@@ -35,10 +35,11 @@ QString text(const DiskFreeLine &line)
 
 QStringList parse(const QByteArray &output)
 {
-    QStringList lines;
-    for (const DiskFreeLine &line : ZeCore::parseDiskFree(output))
-        lines += text(line);
-    return lines;
+    QStringList texts;
+    const QVector<DiskFreeLine> lines = ZeCore::parseDiskFree(output);
+    for (const DiskFreeLine &line : lines)
+        texts += text(line);
+    return texts;
 }
 
 const QByteArray headers = "Filesystem      Size  Used Avail Use% Mounted on\n";

@@ -100,8 +100,15 @@ void retention()
     constexpr int kept = 50;
     const QString path = Bench::workDirectory() + QStringLiteral("/retention");
     QDir().mkpath(path);
-    for (int i = 0; i < files; ++i)
-        Bench::writeFile(QStringLiteral("%1/ZemixPro_%2.log").arg(path).arg(10000 + i), "x");
+    for (int i = 0; i < files; ++i) {
+        const QString name = QStringLiteral("%1/ZemixPro_%2.log").arg(path).arg(10000 + i);
+        Bench::writeFile(name, "x");
+        // Equal times would be compared by name as well, as often as chance has it.
+        QFile file(name);
+        file.open(QIODevice::ReadWrite);
+        file.setFileTime(QDateTime::fromMSecsSinceEpoch(qint64(1700000000) * 1000 + i * 1000),
+                         QFileDevice::FileModificationTime);
+    }
     const auto manager = ZeFileManager::init();
     const Counted counted;
     manager->removeLastDateTimeFiles(path, {QStringLiteral("*.log")}, kept);

@@ -12,7 +12,9 @@
 #include "log/ZeLog.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QDateTime>
 #include <QtCore/QDir>
+#include <QtCore/QFile>
 #include <QtCore/QMutex>
 #include <QtCore/QSemaphore>
 

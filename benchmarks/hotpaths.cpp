@@ -108,7 +108,7 @@ void retention()
         // Equal times would be compared by name as well, as often as chance has it.
         QFile file(name);
         file.open(QIODevice::ReadWrite);
-        file.setFileTime(QDateTime::fromMSecsSinceEpoch(qint64(1700000000) * 1000 + i * 1000),
+        file.setFileTime(QDateTime::fromMSecsSinceEpoch((qint64(1700000000) + i) * 1000),
                          QFileDevice::FileModificationTime);
     }
     const auto manager = ZeFileManager::init();

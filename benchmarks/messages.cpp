@@ -37,7 +37,7 @@ int serveByLibrary(const std::vector<std::string> &arguments)
     int argc = 0;
     const QCoreApplication application(argc, nullptr);
     QtLocalPeer peer(nullptr, QString::fromStdString(arguments.at(0)));
-    QObject::connect(&peer, &QtLocalPeer::messageReceived,
+    QObject::connect(&peer, &QtLocalPeer::messageReceived, &peer,
                      [](const QString & /*text*/, QObject *socket) { delete socket; });
     if (peer.isClient())
         return 1;

@@ -36,7 +36,7 @@ qint64 byQt(const QString &command)
     process.waitForFinished(-1);
     const QString output = QString::fromLocal8Bit(process.readAllStandardOutput());
     const QString error = QString::fromLocal8Bit(process.readAllStandardError());
-    return output.size();
+    return output.size() + error.size();
 }
 
 qint64 byPopen(const QString &command)

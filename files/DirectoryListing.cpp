@@ -74,26 +74,19 @@ bool isValidUtf8(const QByteArray &bytes)
     return state.invalidChars == 0 && state.remainingChars == 0;
 }
 
-struct NameTraits
+/// Whether @p a sorts before @p b by code unit. For names that begin alike a call
+/// into Qt for each comparison costs more than the comparison.
+bool precedes(QStringView a, QStringView b)
 {
-    bool isAscii;
-    bool hasUpper;
-};
-
-NameTraits traitsOf(const char *name, std::size_t length)
-{
-    NameTraits traits{true, false};
-    for (std::size_t i = 0; i < length; ++i) {
-        const auto c = static_cast<unsigned char>(name[i]);
-        traits.isAscii &= c < 0x80;
-        traits.hasUpper |= c >= 'A' && c <= 'Z';
-    }
-    return traits;
-}
-
-QChar asciiToLower(char c)
-{
-    return QLatin1Char(static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c));
+    constexpr qsizetype blockLength = 4;
+    const qsizetype common = qMin(a.size(), b.size());
+    qsizetype i = 0;
+    while (i + blockLength <= common
+           && std::memcmp(a.utf16() + i, b.utf16() + i, blockLength * sizeof(QChar)) == 0)
+        i += blockLength;
+    while (i < common && a[i] == b[i])
+        ++i;
+    return i < common ? a[i] < b[i] : a.size() < b.size();
 }
 
 } // namespace
@@ -159,9 +152,9 @@ std::vector<DirectoryListing::Item> DirectoryListing::readNative()
 {
     std::vector<Item> items;
     constexpr int usualCount = 128;
-    constexpr int usualLength = 16;
+    constexpr int usualLength = 32; // with the key
     items.reserve(usualCount);
-    m_text.reserve(usualCount * usualLength);
+    m_text.resize(usualCount * usualLength);
     while (const dirent *entry = ::readdir(m_stream.get())) {
         if (isDotOrDotDot(entry->d_name))
             continue;
@@ -174,7 +167,7 @@ std::vector<DirectoryListing::Item> DirectoryListing::readNative()
     }
     m_stream.reset();
     std::sort(items.begin(), items.end(),
-              [this](const Item &a, const Item &b) { return key(a) < key(b); });
+              [this](const Item &a, const Item &b) { return precedes(key(a), key(b)); });
     return items;
 }
 
@@ -196,54 +189,50 @@ std::vector<DirectoryListing::Item> DirectoryListing::readThroughQt()
 /// does not count.
 DirectoryListing::Item DirectoryListing::addName(const char *nativeName, bool isDirectory)
 {
-    const std::size_t length = std::strlen(nativeName);
-    const NameTraits traits = traitsOf(nativeName, length);
-    if (!traits.isAscii) {
-        const QByteArray bytes(nativeName, static_cast<int>(length));
-        // Behind a slash, or a byte order mark at its beginning would be swallowed.
-        return isValidUtf8(bytes) ? addName(fromLocalBytes('/' + bytes).mid(1), isDirectory)
-                                  : Item{};
+    const auto length = static_cast<int>(std::strlen(nativeName));
+    QChar *const name = roomFor(2 * length);
+    QChar *const lower = name + length;
+    unsigned seen = 0;
+    for (int i = 0; i < length; ++i) {
+        const unsigned c = static_cast<unsigned char>(nativeName[i]);
+        const bool isUpper = c - 'A' <= 'Z' - 'A';
+        seen |= c;
+        name[i] = QChar(c);
+        lower[i] = QChar(isUpper ? c + ('a' - 'A') : c);
     }
-    const int size = static_cast<int>(length);
-    Item item = itemAtEnd(size, isDirectory);
-    std::transform(nativeName, nativeName + length, grow(size),
-                   [](char c) { return QChar(QLatin1Char(c)); });
-    if (traits.hasUpper) {
-        item.key = m_text.size();
-        std::transform(nativeName, nativeName + length, grow(size), asciiToLower);
-    }
-    return item;
+    if (seen < 0x80)
+        return takeRoom(length, length, isDirectory);
+    const QByteArray bytes(nativeName, length);
+    // Behind a slash, or a byte order mark at its beginning would be swallowed.
+    return isValidUtf8(bytes) ? addName(fromLocalBytes('/' + bytes).mid(1), isDirectory) : Item{};
 }
 
 DirectoryListing::Item DirectoryListing::addName(const QString &name, bool isDirectory)
 {
     const QString lower = name.toLower();
-    Item item = itemAtEnd(name.size(), isDirectory);
-    item.key = item.name + name.size();
-    item.keyLength = static_cast<std::int16_t>(lower.size());
-    m_text += name;
-    m_text += lower;
-    return item;
+    QChar *const room = roomFor(name.size() + lower.size());
+    std::copy(lower.begin(), lower.end(), std::copy(name.begin(), name.end(), room));
+    return takeRoom(name.size(), lower.size(), isDirectory);
 }
 
-/// An item whose name and key are the next @p length characters of the text.
-DirectoryListing::Item DirectoryListing::itemAtEnd(int length, bool isDirectory) const
+QChar *DirectoryListing::roomFor(int length)
 {
-    const int place = m_text.size();
-    const auto size = static_cast<std::int16_t>(length);
-    return {place, place, size, size, isDirectory};
+    if (m_text.size() - m_used < length)
+        m_text.resize(2 * m_text.size() + length);
+    return m_text.data() + m_used;
 }
 
-QChar *DirectoryListing::grow(int length)
+DirectoryListing::Item DirectoryListing::takeRoom(int nameLength, int keyLength, bool isDirectory)
 {
-    const int end = m_text.size();
-    m_text.resize(end + length);
-    return m_text.data() + end;
+    const int name = m_used;
+    m_used += nameLength + keyLength;
+    return {name, static_cast<std::int16_t>(nameLength), static_cast<std::int16_t>(keyLength),
+            isDirectory};
 }
 
 QStringView DirectoryListing::key(const Item &item) const
 {
-    return {m_text.constData() + item.key, item.keyLength};
+    return {m_text.constData() + item.name + item.nameLength, item.keyLength};
 }
 
 } // namespace ZeCore

@@ -75,11 +75,10 @@ public:
     std::vector<Entry> read();
 
 private:
-    /// A name and its sort key, both in #m_text. Small, since sorting moves it.
+    /// A name and behind it its sort key, both in #m_text. Small, since sorting moves it.
     struct Item
     {
         int name;
-        int key;
         std::int16_t nameLength;
         std::int16_t keyLength;
         bool isDirectory;
@@ -90,15 +89,18 @@ private:
     std::vector<Item> readThroughQt();
     Item addName(const char *nativeName, bool isDirectory);
     Item addName(const QString &name, bool isDirectory);
-    Item itemAtEnd(int length, bool isDirectory) const;
-    QChar *grow(int length);
+    /// A place for @p length characters behind the text.
+    QChar *roomFor(int length);
+    /// The item whose name and key have been put there.
+    Item takeRoom(int nameLength, int keyLength, bool isDirectory);
     QStringView key(const Item &item) const;
 
     QString m_prefix;
     std::unique_ptr<DIR, int (*)(DIR *)> m_stream;
     bool m_isOpen = false;
     FileId m_id;
-    QString m_text;
+    QString m_text; ///< names and keys, as far as #m_used
+    int m_used = 0;
 };
 
 } // namespace ZeCore

@@ -6,6 +6,7 @@
 
 #include <QtCore/QDebug>
 #include <QtCore/QLatin1String>
+#include <QtCore/QLoggingCategory>
 #include <QtCore/QString>
 
 /// Streams that begin with the library's level tag, for example
@@ -18,13 +19,17 @@ namespace ZeCore {
 /// One line, which goes to Qt's message handler when the object does.
 ///
 /// It has the text that a QDebug without quotes would give, several times faster:
-/// most items are texts, which need no text stream.
+/// most items are texts, which need no text stream. A line that the logging rules of
+/// the program drop is not even composed.
 class LogLine
 {
 public:
     LogLine(QtMsgType type, QLatin1String tagStart, const char *operation)
         : m_type(type)
+        , m_isWanted(isWanted(type))
     {
+        if (!m_isWanted)
+            return;
         constexpr int usualLength = 120;
         m_text.reserve(usualLength);
         m_text += tagStart;
@@ -33,12 +38,15 @@ public:
     }
     ~LogLine()
     {
-        qt_message_output(m_type, QMessageLogContext(nullptr, 0, nullptr, "default"), m_text);
+        if (m_isWanted)
+            qt_message_output(m_type, QMessageLogContext(nullptr, 0, nullptr, category), m_text);
     }
     Q_DISABLE_COPY(LogLine)
 
     LogLine &operator<<(const QString &text)
     {
+        if (!m_isWanted)
+            return *this;
         m_text += QLatin1Char(' ');
         m_text += text;
         return *this;
@@ -51,13 +59,25 @@ public:
     template <typename Item>
     LogLine &operator<<(const Item &item)
     {
+        if (!m_isWanted)
+            return *this;
         QString text;
         QDebug(&text).nospace().noquote() << item;
         return *this << text;
     }
 
 private:
+    static constexpr const char *category = "default";
+
+    /// The default category is gone at the very end of the process.
+    static bool isWanted(QtMsgType type)
+    {
+        const QLoggingCategory *const rules = QLoggingCategory::defaultCategory();
+        return !rules || rules->isEnabled(type);
+    }
+
     QtMsgType m_type;
+    bool m_isWanted;
     QString m_text;
 };
 

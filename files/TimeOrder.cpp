@@ -32,6 +32,15 @@ bool hasEqualTimes(const std::vector<Key> &sorted)
         != sorted.end();
 }
 
+/// One round of the double pass: @p key changes places with all that are younger.
+void exchangeYounger(Key &key, std::vector<Key>::iterator from, std::vector<Key>::iterator to)
+{
+    for (auto i = from; i != to; ++i) {
+        if (isOlder(key, *i))
+            std::swap(key, *i);
+    }
+}
+
 /// The full double pass: callers rely on the places of elements of equal time.
 /// Without such, any sort gives the same.
 void sortAsDoublePass(std::vector<Key> &keys)
@@ -42,12 +51,11 @@ void sortAsDoublePass(std::vector<Key> &keys)
         keys.swap(sorted);
         return;
     }
-    for (Key &i : keys) {
-        for (Key &j : keys) {
-            if (isOlder(i, j))
-                std::swap(i, j);
-        }
-    }
+    // The first round brings the newest to the front; from then on each round only
+    // takes its element into the sorted ones before it.
+    exchangeYounger(keys.front(), keys.begin(), keys.end());
+    for (auto i = keys.begin(); i != keys.end(); ++i)
+        exchangeYounger(*i, std::upper_bound(keys.begin(), i, *i, isOlder), i);
 }
 
 } // namespace

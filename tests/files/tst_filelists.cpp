@@ -14,9 +14,11 @@
 #include <QtCore/QElapsedTimer>
 #include <QtTest/QTest>
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <random>
 #include <thread>
 
 #include <linux/fs.h>
@@ -142,6 +144,7 @@ private Q_SLOTS:
     void creationOrder();
     void creationOrderOfEqualTimes_data();
     void creationOrderOfEqualTimes();
+    void creationOrderOfShuffledLists();
     void creationOrderLines();
 
 private:
@@ -865,6 +868,29 @@ void tst_FileLists::creationOrderOfEqualTimes()
     service().moveToListFirst(list);
     QCOMPARE(namesOf(list), namesOf(expected));
     QCOMPARE(namesOf(untouched), names);
+}
+
+void tst_FileLists::creationOrderOfShuffledLists()
+{
+    QList<QFileInfo> list;
+    for (const QString &file : {QString("a1"), QString("b1"), QString("c1")}) {
+        m_tree->file(file);
+        QTest::qSleep(30);
+        list += QFileInfo(m_tree->path(file));
+        for (const char number : {'2', '3', '4'}) {
+            m_tree->hardLink(file, QString(file).replace('1', number));
+            list += QFileInfo(m_tree->path(QString(file).replace('1', number)));
+        }
+    }
+    std::mt19937 random(1); // always the same lists
+    for (int round = 0; round < 500; ++round) {
+        std::shuffle(list.begin(), list.end(), random);
+        QList<QFileInfo> ordered = list.mid(0, 2 + round % (list.size() - 1));
+        QList<QFileInfo> expected = ordered;
+        doublePass(expected);
+        service().moveToListFirst(ordered);
+        QCOMPARE(namesOf(ordered), namesOf(expected));
+    }
 }
 
 void tst_FileLists::creationOrderLines()

@@ -4,6 +4,8 @@
 #ifndef LOGSUBJECTS_H
 #define LOGSUBJECTS_H
 
+#include "Surroundings.h"
+
 #include <QtCore/QString>
 #include <QtCore/QThread>
 
@@ -66,6 +68,23 @@ public:
 private:
     QString m_path;
     int m_notifier;
+};
+
+/// What a measured handler has around it: its own writer, running.
+template <typename Writer>
+struct LogScene
+{
+    explicit LogScene(bool zoneIsSet)
+        : zone(zoneIsSet)
+        , writer(directory.path())
+    {
+    }
+    Q_DISABLE_COPY(LogScene)
+
+    Zone zone;
+    SilentStandardError silence;
+    LogDirectory directory;
+    Writer writer;
 };
 
 /// Handler of qDebug() and the like while the object lives.

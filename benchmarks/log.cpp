@@ -32,40 +32,23 @@ constexpr int stampLength = 26;
 
 using MessageHandler = void (*)(QtMsgType, const QMessageLogContext &, const QString &);
 
-void callHandler(benchmark::State &state, MessageHandler handler, const QString &text)
+template <typename Writer>
+Body callsOf(MessageHandler handler, bool zoneIsSet, const QString &text)
 {
-    const QMessageLogContext context;
-    for ([[maybe_unused]] auto iteration : state)
-        handler(QtWarningMsg, context, text);
-}
-
-Body libraryHandler(bool zoneIsSet, const QString &text)
-{
-    return [zoneIsSet, text](benchmark::State &state) {
-        const Zone zone(zoneIsSet);
-        const SilentStandardError silence;
-        const LogDirectory directory;
-        const LibraryWriter writer(directory.path());
-        callHandler(state, &ZeLog::outputMessage, text);
+    return [=](benchmark::State &state) {
+        const LogScene<Writer> scene(zoneIsSet);
+        const QMessageLogContext context;
+        for ([[maybe_unused]] auto iteration : state)
+            handler(QtWarningMsg, context, text);
     };
 }
 
-Body naiveHandler(bool zoneIsSet, const QString &text)
-{
-    return [zoneIsSet, text](benchmark::State &state) {
-        const Zone zone(zoneIsSet);
-        const SilentStandardError silence;
-        const LogDirectory directory;
-        const NaiveLog::Writer writer(directory.path());
-        callHandler(state, &NaiveLog::outputMessage, text);
-    };
-}
-
-/// What no handler of this contract can do without.
+/// What no handler of this contract can do without. The writer is there, since
+/// write(2) takes longer in a process of several threads, but has nothing to do.
 Body writeAndRelease(const QString &text)
 {
     return [text](benchmark::State &state) {
-        const SilentStandardError silence;
+        const LogScene<LibraryWriter> scene(false);
         const QByteArray bytes = "\x1B[33m" + text.toUtf8() + "\x1B[0m\n";
         QSemaphore permits(1);
         for ([[maybe_unused]] auto iteration : state) {
@@ -76,6 +59,14 @@ Body writeAndRelease(const QString &text)
     };
 }
 
+/// The contestants of a call of the handler.
+std::vector<Contestant> handlers(bool zoneIsSet, const QString &text)
+{
+    return {{"library", callsOf<LibraryWriter>(&ZeLog::outputMessage, zoneIsSet, text)},
+            {"naive Qt", callsOf<NaiveLog::Writer>(&NaiveLog::outputMessage, zoneIsSet, text)},
+            {"write + release", writeAndRelease(text)}};
+}
+
 void addHandlerCases(Suite &suite)
 {
     const long lines = suite.scaled(20000L, 10L);
@@ -84,9 +75,7 @@ void addHandlerCases(Suite &suite)
         handler.name = zoneIsSet ? "handler-tz-set" : "handler-tz-unset";
         handler.title =
             std::string("outputMessage(), 80 characters, TZ ") + (zoneIsSet ? "set" : "unset");
-        handler.contestants = {{"library", libraryHandler(zoneIsSet, message80())},
-                               {"naive Qt", naiveHandler(zoneIsSet, message80())},
-                               {"write + release", writeAndRelease(message80())}};
+        handler.contestants = handlers(zoneIsSet, message80());
         handler.goals = {{"naive Qt", zoneIsSet ? 0.33 : 0.10}, {"write + release", 1.3}};
         handler.iterations = lines;
         handler.repetitions = 21;
@@ -97,9 +86,7 @@ void addHandlerCases(Suite &suite)
         Case handler;
         handler.name = "curve-line-length-" + std::to_string(length);
         handler.title = "outputMessage(), " + std::to_string(length) + " characters, TZ unset";
-        handler.contestants = {{"library", libraryHandler(false, text)},
-                               {"naive Qt", naiveHandler(false, text)},
-                               {"write + release", writeAndRelease(text)}};
+        handler.contestants = handlers(false, text);
         handler.iterations = suite.scaled(length <= 1000 ? 5000L : 1000L, 3L);
         handler.point = {"line-length", static_cast<double>(length)};
         suite.add(std::move(handler));
@@ -111,16 +98,13 @@ template <typename Writer>
 Body linesOnDisk(QtMessageHandler handler, bool zoneIsSet, int lines)
 {
     return timed([=] {
-        const Zone zone(zoneIsSet);
-        const SilentStandardError silence;
-        LogDirectory directory;
-        const Writer writer(directory.path());
+        LogScene<Writer> scene(zoneIsSet);
         const Handler installed(handler);
         const qint64 expected = qint64(lines) * fourItemsLineSize;
         const Stopwatch watch;
         for (int i = 0; i < lines; ++i)
             logFourItems();
-        directory.waitForBytes(expected);
+        scene.directory.waitForBytes(expected);
         return watch.seconds();
     });
 }

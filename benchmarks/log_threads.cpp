@@ -44,14 +44,11 @@ template <typename Writer>
 Body byQt(QtMessageHandler handler, int threads, int lines)
 {
     return timed([=] {
-        const Zone zone(true);
-        const SilentStandardError silence;
-        LogDirectory directory;
-        const Writer writer(directory.path());
+        LogScene<Writer> scene(true);
         const Handler installed(handler);
         const qint64 expected = fourItemsLineSize * (qint64(lines) / threads * threads);
         return secondsOf(threads, lines, &logFourItems,
-                         [&directory, expected] { directory.waitForBytes(expected); });
+                         [&scene, expected] { scene.directory.waitForBytes(expected); });
     });
 }
 

@@ -83,7 +83,12 @@ public:
         return m_quick ? small : full;
     }
 
-    void add(Case comparison) { m_cases.push_back(std::move(comparison)); }
+    void add(Case comparison)
+    {
+        if (m_quick)
+            comparison.goals.clear(); // small sizes say nothing about them
+        m_cases.push_back(std::move(comparison));
+    }
     void addRole(const std::string &name, Role role) { m_roles[name] = std::move(role); }
 
     const std::vector<Case> &cases() const { return m_cases; }

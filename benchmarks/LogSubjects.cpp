@@ -104,15 +104,22 @@ void Writer::run()
                 QStringLiteral("naive_%1.log").arg(QDateTime::currentDateTime().toString(format));
             continue;
         }
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
+        if (!append(file, batch))
             return;
-        QTextStream stream(&file);
-        stream.setCodec("utf-8");
-        while (!batch.isEmpty())
-            stream << batch.takeFirst() << "\n";
-        stream.flush();
-        file.close();
     }
+}
+
+bool append(QFile &file, QStringList &batch)
+{
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
+        return false;
+    QTextStream stream(&file);
+    stream.setCodec("utf-8");
+    while (!batch.isEmpty())
+        stream << batch.takeFirst() << "\n";
+    stream.flush();
+    file.close();
+    return true;
 }
 
 } // namespace NaiveLog

@@ -6,7 +6,8 @@
 
 #include "Surroundings.h"
 
-#include <QtCore/QString>
+#include <QtCore/QFile>
+#include <QtCore/QStringList>
 #include <QtCore/QThread>
 
 #include <memory>
@@ -32,6 +33,9 @@ protected:
 private:
     QString m_directory;
 };
+
+/// Empties the batch into the file, line by line; false if that cannot be opened.
+bool append(QFile &file, QStringList &batch);
 
 } // namespace NaiveLog
 

@@ -255,7 +255,7 @@ void addHttpCases(Suite &suite)
     small.contestants = contestants(1024);
     small.goals = {{"bare QNetworkAccessManager", 1.02}};
     small.iterations = 500;
-    small.repetitions = 21;
+    small.repetitions = 31;
     suite.add(std::move(small));
 
     const int size = suite.scaled(64 << 20, 1 << 20);
@@ -267,7 +267,7 @@ void addHttpCases(Suite &suite)
     large.unit = Unit::Throughput;
     large.bytes = size;
     large.iterations = 2;
-    large.repetitions = 11;
+    large.repetitions = 21;
     suite.add(std::move(large));
 
     Case memory;

@@ -11,7 +11,6 @@
 #include <QtCore/QFile>
 #include <QtCore/QMutex>
 #include <QtCore/QSemaphore>
-#include <QtCore/QTextStream>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -159,13 +158,7 @@ double naiveStreamSeconds(int lines)
     QStringList batch = batchOf(lines);
     const Stopwatch watch;
     QFile file(directory.path() + QStringLiteral("/naive.log"));
-    file.open(QIODevice::WriteOnly | QIODevice::Append);
-    QTextStream stream(&file);
-    stream.setCodec("utf-8");
-    while (!batch.isEmpty())
-        stream << batch.takeFirst() << "\n";
-    stream.flush();
-    file.close();
+    NaiveLog::append(file, batch);
     return watch.seconds();
 }
 

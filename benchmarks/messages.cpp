@@ -252,7 +252,7 @@ void addMessageCases(Suite &suite)
         Case message = messageCase(size);
         message.name = "message-" + std::to_string(size);
         message.goals = {{"bare QLocalSocket", 1.0}};
-        message.repetitions = 15;
+        message.repetitions = 31;
         suite.add(std::move(message));
     }
     for (const int size : {0, 1 << 10, 16 << 10, 256 << 10, 1 << 20, 4 << 20, 16 << 20}) {

@@ -118,7 +118,7 @@ void addProcessCases(Suite &suite)
     nothing.name = "process-true";
     nothing.title = "processCmd(\"true\")";
     nothing.iterations = 20;
-    nothing.repetitions = 21;
+    nothing.repetitions = 31;
     suite.add(std::move(nothing));
 
     const std::size_t ballast = suite.scaled(std::size_t(1) << 30, std::size_t(1) << 20);
@@ -126,6 +126,7 @@ void addProcessCases(Suite &suite)
     large.name = "process-true-1gib";
     large.title = "processCmd(\"true\") of a program with 1 GiB resident";
     large.iterations = 10;
+    large.repetitions = 15;
     suite.add(std::move(large));
 
     const int size = suite.scaled(100 << 20, 1 << 20);

@@ -135,7 +135,7 @@ void addRetentionCases(Suite &suite)
         retention.goals = {{"naive Qt", zoneIsSet ? 0.3 : 0.04}, {"C", 1.15}};
         retention.iterations = 1;
         retention.ownClock = true;
-        retention.repetitions = 5;
+        retention.repetitions = 7;
         suite.add(std::move(retention));
     }
 }

@@ -121,6 +121,7 @@ void addCollectCases(Suite &suite)
 {
     Case collection = collectCase(suite.scaled(100000, 200));
     collection.name = "collect";
+    collection.repetitions = 21;
     collection.goals = {{"naive Qt", 0.42}, {"find", 1.1}, {"std::filesystem", 0.85}};
     suite.add(std::move(collection));
     for (const int count : {100, 1000, 10000, 100000}) {

@@ -4,11 +4,8 @@
 #include "singleapp/LocalMessage_p.h"
 
 #include <QtCore/QByteArray>
-#include <QtCore/QDataStream>
 #include <QtCore/QDeadlineTimer>
 #include <QtNetwork/QLocalSocket>
-
-#include <limits>
 
 namespace ZeCore {
 
@@ -16,18 +13,7 @@ namespace {
 
 const char acknowledgement[] = "ack";
 constexpr int acknowledgementSize = sizeof(acknowledgement) - 1;
-
-constexpr int lengthWaitMs = 1000;
-constexpr int textWaitMs = 2000;
 constexpr int acknowledgementWaitMs = 1000;
-
-constexpr int headerOfArray = 64; // more than Qt puts before the data of an array
-/// What a QByteArray can hold.
-constexpr quint32 maxAnnounced = std::numeric_limits<int>::max() - headerOfArray;
-/// What may be set aside for a text because its sender announces it.
-constexpr quint32 maxRoom = 16 << 20;
-/// What QString::fromUtf8() can decode: it makes room for one QChar per byte.
-constexpr int maxText = (std::numeric_limits<int>::max() - headerOfArray) / int(sizeof(QChar)) - 1;
 
 QDeadlineTimer deadlineIn(int timeoutMs)
 {
@@ -69,56 +55,30 @@ bool waitUntilAvailable(QLocalSocket &socket, int size, int timeoutMs)
     return true;
 }
 
-/// Waits as long as the sender stays: a server that hurried it would drop it.
-bool receiveLength(QLocalSocket &socket, quint32 &length)
+/// What a message is read from.
+class SocketSource
 {
-    while (socket.bytesAvailable() < qint64(sizeof(length))) {
-        // A socket stays valid after the other side has left; its state tells.
-        if (!socket.isValid() || !isConnected(socket))
-            return false;
-        socket.waitForReadyRead(lengthWaitMs);
+public:
+    explicit SocketSource(QLocalSocket &socket)
+        : m_socket(socket)
+    {
     }
-    QDataStream(&socket) >> length;
-    return true;
-}
 
-/// Appends what is there of @p missing bytes; returns their number, negative on failure.
-qint64 readAvailable(QLocalSocket &socket, qint64 missing, QByteArray &bytes)
-{
-    const qint64 size = qMin(missing, socket.bytesAvailable());
-    const int before = bytes.size();
-    if (size > maxText - before)
-        return -1;
-    bytes.resize(before + static_cast<int>(size));
-    const qint64 count = socket.read(bytes.data() + before, size);
-    bytes.resize(before + static_cast<int>(qMax(count, qint64(0))));
-    return count;
-}
+    qint64 bytesAvailable() const { return m_socket.bytesAvailable(); }
+    /// A socket stays valid after the other side has left; its state tells.
+    bool isConnected() const { return m_socket.isValid() && ZeCore::isConnected(m_socket); }
+    bool waitForReadyRead(int timeoutMs) { return m_socket.waitForReadyRead(timeoutMs); }
+    qint64 read(char *data, qint64 size) { return m_socket.read(data, size); }
 
-/// Receives up to @p length bytes, fewer if the sender stalls or leaves.
-bool receiveText(QLocalSocket &socket, quint32 length, QByteArray &bytes)
-{
-    // Room that nobody writes to takes no memory. Growing with each piece instead would
-    // have the system hand out the same pages again and again.
-    bytes.reserve(static_cast<int>(qMin(length, maxRoom)));
-    for (qint64 missing = length; missing > 0;) {
-        if (socket.bytesAvailable() == 0 && !socket.waitForReadyRead(textWaitMs))
-            break;
-        const qint64 count = readAvailable(socket, missing, bytes);
-        if (count < 0)
-            return false;
-        missing -= count;
-    }
-    return true;
-}
+private:
+    QLocalSocket &m_socket;
+};
 
 } // namespace
 
 bool deliverMessage(QLocalSocket &socket, const QString &message, int timeoutMs)
 {
-    const QByteArray text = message.toUtf8();
-    // A QByteArray that is null would be streamed as the length 0xFFFFFFFF.
-    QDataStream(&socket).writeBytes(text.constData(), static_cast<uint>(text.size()));
+    writeFrame(socket, message);
     return waitUntilWritten(socket, timeoutMs)
         && waitUntilAvailable(socket, acknowledgementSize, timeoutMs)
         && socket.read(acknowledgementSize) == acknowledgement;
@@ -126,14 +86,8 @@ bool deliverMessage(QLocalSocket &socket, const QString &message, int timeoutMs)
 
 Reception receiveMessage(QLocalSocket &socket, QString &message)
 {
-    quint32 length = 0;
-    if (!receiveLength(socket, length))
-        return Reception::Stale;
-    QByteArray bytes;
-    if (length > maxAnnounced || !receiveText(socket, length, bytes))
-        return Reception::Failed;
-    message = QString::fromUtf8(bytes.constData(), bytes.size()); // with its NULs
-    return Reception::Complete;
+    SocketSource source(socket);
+    return receiveFrame(source, message);
 }
 
 void acknowledgeMessage(QLocalSocket &socket)

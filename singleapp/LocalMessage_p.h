@@ -4,6 +4,8 @@
 #ifndef LOCALMESSAGE_P_H
 #define LOCALMESSAGE_P_H
 
+#include "singleapp/MessageFrame_p.h"
+
 #include <QtCore/QString>
 
 QT_BEGIN_NAMESPACE
@@ -17,12 +19,6 @@ namespace ZeCore {
 /// Sends @p message and waits for the acknowledgement, up to @p timeoutMs each
 /// (negative: without limit). Returns whether it came.
 bool deliverMessage(QLocalSocket &socket, const QString &message, int timeoutMs);
-
-enum class Reception {
-    Complete, ///< also if the sender broke off in the middle of the text
-    Stale,    ///< the sender left before it said how long its message is
-    Failed    ///< the socket failed, or the message is longer than a QString can be
-};
 
 /// Receives one message into @p message. Memory grows with what arrives, not with
 /// the length that the sender announces.

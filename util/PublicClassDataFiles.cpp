@@ -5,6 +5,7 @@
 
 #include "core/JsonTree_p.h"
 #include "core/LogTag_p.h"
+#include "util/LineCollector_p.h"
 #include "util/TextUpToNul_p.h"
 
 #include <QtCore/QCoreApplication>
@@ -14,8 +15,6 @@
 #include <QtCore/QJsonObject>
 #include <QtCore/QSettings>
 #include <QtCore/QStringList>
-
-#include <cstring>
 
 namespace {
 
@@ -54,58 +53,6 @@ QString historyPath()
 {
     return inApplicationDir(QStringLiteral("appInfo/backupFile/ActionHistory.txt"));
 }
-
-/// Collects the lines of a text that arrives in blocks.
-class LineCollector
-{
-public:
-    void add(const QByteArray &block)
-    {
-        const char *const end = block.constData() + block.size();
-        const char *start = block.constData();
-        while (const char *feed = findLineFeed(start, end)) {
-            addLine(start, feed);
-            start = feed + 1;
-        }
-        m_begun.append(start, static_cast<int>(end - start));
-    }
-
-    /// All lines; a last one without an end counts.
-    QStringList finish()
-    {
-        if (!m_begun.isEmpty())
-            m_lines.append(ZeCore::textUpToNul(m_begun));
-        return m_lines;
-    }
-
-private:
-    static const char *findLineFeed(const char *start, const char *end)
-    {
-        const auto size = static_cast<size_t>(end - start);
-        return static_cast<const char *>(std::memchr(start, '\n', size));
-    }
-
-    void addLine(const char *start, const char *feed)
-    {
-        if (m_begun.isEmpty()) {
-            appendEnded(start, static_cast<int>(feed - start));
-            return;
-        }
-        m_begun.append(start, static_cast<int>(feed - start));
-        appendEnded(m_begun.constData(), m_begun.size());
-        m_begun.clear();
-    }
-
-    /// A carriage return belongs to the line's end only right before the feed.
-    void appendEnded(const char *line, int size)
-    {
-        const bool returns = size > 0 && line[size - 1] == '\r';
-        m_lines.append(ZeCore::textUpToNul(line, returns ? size - 1 : size));
-    }
-
-    QStringList m_lines;
-    QByteArray m_begun; ///< what the blocks so far have begun and not ended
-};
 
 } // namespace
 
@@ -213,7 +160,7 @@ QStringList PublicClass::readTxt(const QString &path)
         return QStringList();
     // Not in text mode, in which Qt drops or keeps a lone carriage return
     // depending on where in the file it stands.
-    LineCollector lines;
+    ZeCore::LineCollector lines;
     for (QByteArray block = file.read(blockSize); !block.isEmpty(); block = file.read(blockSize))
         lines.add(block);
     return lines.finish();

@@ -27,6 +27,7 @@ private Q_SLOTS:
     void existingDirectory();
     void regularFileCountsAsMissing();
     void linkToADirectory();
+    void pathWithNul();
     void otherEntriesStay();
     void baseDirItself();
 
@@ -169,6 +170,21 @@ void tst_LogDirs::linkToADirectory()
                               + dir.filePath(QStringLiteral("link")) + QStringLiteral(" ]"),
                           QStringLiteral("W [warning][addLogDirList] [目录不存在: ")
                               + dir.filePath(QStringLiteral("dead")) + QStringLiteral(" ]")}));
+}
+
+void tst_LogDirs::pathWithNul()
+{
+    const QString path = QStringLiteral("/etc") + QChar(QChar::Null) + QStringLiteral("x");
+    Capture capture;
+    m_service->addLogDirList(m_catalogue, QString(), QStringLiteral("a:") + path);
+    QCOMPARE(capture.lines(),
+             QStringList{QStringLiteral("W [warning][addLogDirList] [目录不存在: ") + path
+                         + QStringLiteral(" ]")});
+    QCOMPARE(m_catalogue.keys(), QStringList{path});
+    const QVariantMap members = m_catalogue.value(path).toMap();
+    QCOMPARE(members.value(QStringLiteral("file_path")), QVariant(path));
+    // Not the time of the directory at which the path would be cut off.
+    QVERIFY(!members.value(QStringLiteral("created_date_time")).toDateTime().isValid());
 }
 
 void tst_LogDirs::otherEntriesStay()

@@ -11,16 +11,24 @@
 
 namespace {
 
+/// Nothing has a NUL in its path, but Qt looks some things up as if the path ended there.
+bool canExist(const QString &path)
+{
+    return !path.contains(QChar(QChar::Null));
+}
+
 void addLogDir(QMap<QString, QVariant> &catalogue, const QString &name, const QString &location)
 {
     const QFileInfo info(location);
     const QString filePath = info.filePath();
+    const bool isPath = canExist(location);
+    const QDateTime created = isPath ? ZeCore::createdTime(info) : QDateTime();
     catalogue.insert(filePath,
                      QVariantMap{{QStringLiteral("file_path"), filePath},
                                  {QStringLiteral("dir_name"), name},
-                                 {QStringLiteral("created_date_time"), ZeCore::createdTime(info)}});
+                                 {QStringLiteral("created_date_time"), created}});
     constexpr auto operation = "addLogDirList";
-    if (info.isDir())
+    if (isPath && info.isDir())
         ZeCore::logDebug(operation) << "[目录存在:" << filePath << "]";
     else
         ZeCore::logWarning(operation) << "[目录不存在:" << filePath << "]";

@@ -6,6 +6,7 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QDataStream>
+#include <QtCore/QIODevice>
 #include <QtCore/QString>
 #include <QtCore/QtEndian>
 

@@ -3,6 +3,8 @@
 
 #include "files/DiskFree_p.h"
 
+#include "core/ProcessStart_p.h"
+
 #include <QtCore/QProcess>
 #include <QtCore/QStringList>
 
@@ -59,7 +61,7 @@ QByteArray runDiskFree()
     constexpr int limitMs = 30000;
     constexpr int killMs = 1000;
     auto process = std::make_unique<QProcess>();
-    process->start(QStringLiteral("df"), {QStringLiteral("-h")});
+    startProcess(*process, QStringLiteral("df"), {QStringLiteral("-h")});
     process->waitForFinished(limitMs);
     const QByteArray output = process->readAllStandardOutput();
     if (process->state() != QProcess::NotRunning) {

@@ -4,6 +4,7 @@
 #include "util/PublicClass.h"
 
 #include "core/LogTag_p.h"
+#include "core/ProcessStart_p.h"
 
 #include <QtCore/QProcess>
 #include <QtCore/QStringList>
@@ -37,7 +38,7 @@ public:
     bool run(int timeoutMs)
     {
         QProcess shell;
-        shell.start(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), m_command});
+        ZeCore::startProcess(shell, QStringLiteral("/bin/bash"), {QStringLiteral("-c"), m_command});
         const bool isFinished = shell.waitForFinished(timeoutMs);
         m_exitCode = shell.exitCode();
         m_errorString = shell.errorString();
@@ -47,7 +48,8 @@ public:
         } else {
             logWarning(m_operation) << "[" << m_errorString << "]";
         }
-        shell.close();
+        if (shell.state() != QProcess::NotRunning)
+            shell.close(); // kills it
         return isFinished;
     }
 

@@ -4,6 +4,7 @@
 #include "util/PublicClass.h"
 
 #include "core/LogTag_p.h"
+#include "core/ProcessStart_p.h"
 #include "util/CommandLine_p.h"
 
 #include <QtCore/QCoreApplication>
@@ -17,6 +18,19 @@ using ZeCore::logDebug;
 using ZeCore::logWarning;
 
 constexpr int pgrepTimeoutMs = 20000;
+
+/// As QProcess::execute(): the exit code, -1 after a crash, -2 if it cannot be started.
+int execute(const QString &program, const QStringList &arguments)
+{
+    constexpr int crashed = -1;
+    constexpr int notStarted = -2;
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedChannels);
+    ZeCore::startProcess(process, program, arguments);
+    if (!process.waitForFinished(-1) || process.error() == QProcess::FailedToStart)
+        return notStarted;
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : crashed;
+}
 
 /// Starts @p command without a shell and without waiting for it.
 bool startDetached(const QString &command)
@@ -58,7 +72,7 @@ bool PublicClass::killPid(int pid)
         return false;
     }
     const QString id = QString::number(pid);
-    const int code = QProcess::execute(QStringLiteral("kill"), {QStringLiteral("-9"), id});
+    const int code = execute(QStringLiteral("kill"), {QStringLiteral("-9"), id});
     if (code != 0) {
         logWarning(operation) << QStringLiteral("[kill pid failed：%1 execute ret: %2]")
                                      .arg(id, QString::number(code));

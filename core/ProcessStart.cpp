@@ -1,0 +1,39 @@
+// SPDX-FileCopyrightText: 2026 The libZeCore authors
+// SPDX-License-Identifier: LGPL-3.0-or-later
+
+#include "core/ProcessStart_p.h"
+
+#include <QtCore/QProcess>
+
+#include <cerrno>
+
+namespace ZeCore {
+
+namespace {
+
+/// Opens what QProcess keeps for classes derived from it. Such a class itself would not
+/// do: Qt starts the processes of another class in another way.
+struct ProcessParts : QProcess
+{
+    using QProcess::setErrorString;
+    using QProcess::setProcessState;
+};
+
+} // namespace
+
+void startProcess(QProcess &process, const QString &program, const QStringList &arguments)
+{
+    errno = 0;
+    process.start(program, arguments);
+    const int error = errno;
+    if (process.state() == QProcess::NotRunning || process.processId() > 0)
+        return;
+    // Qt 5.15 takes the -1 of a system call that failed for the id of a process. It might
+    // wait for it for ever; and to kill it is to kill every process of the user.
+    (process.*&ProcessParts::setProcessState)(QProcess::NotRunning);
+    (process
+     .*&ProcessParts::setErrorString)(QProcess::tr("Resource error (fork failure): %1")
+                                          .arg(qt_error_string(error != 0 ? error : EAGAIN)));
+}
+
+} // namespace ZeCore

@@ -71,16 +71,28 @@ QVector<QString> readLines(QTextStream &stream)
     return lines;
 }
 
-/// Puts the lines from @p first on at the start of the file and cuts the rest off
-/// afterwards: a crash or a full disk in between loses the least.
-void replaceByLines(QFile &file, QTextStream &stream, const QVector<QString> &lines, int first)
+/// The lines from @p first on in the encoding that @p stream has found.
+QByteArray encodedLines(const QTextStream &stream, const QVector<QString> &lines, int first)
 {
-    file.seek(0);
+    QByteArray bytes;
+    QTextStream writer(&bytes, QIODevice::WriteOnly);
+    writer.setCodec(stream.codec());
     for (int i = first; i < lines.size(); ++i)
-        stream << lines.at(i) << QLatin1Char('\n');
-    stream.flush();
-    if (stream.status() == QTextStream::Ok && file.flush())
-        file.resize(file.pos());
+        writer << lines.at(i) << QLatin1Char('\n');
+    writer.flush();
+    return bytes;
+}
+
+/// Puts @p bytes at the start of the file and cuts the rest off afterwards: a crash or
+/// a full disk in between loses the least. Returns false if nothing could be begun.
+bool replaceContent(QFile &file, const QByteArray &bytes)
+{
+    if (!file.seek(0))
+        return false;
+    // Not examined: callers rely on true once the lines are on their way.
+    if (file.write(bytes) == bytes.size() && file.flush())
+        file.resize(bytes.size());
+    return true;
 }
 
 QVariantMap fileRecord(const QFileInfo &info)
@@ -157,9 +169,11 @@ QByteArray ZeFileManager::Md5File(const QString &path) const
     constexpr int blockSize = 256 * 1024;
     QCryptographicHash hash(QCryptographicHash::Md5);
     const std::unique_ptr<char[]> block(new char[blockSize]);
-    for (qint64 size = 0; (size = file.read(block.get(), blockSize)) > 0;)
+    qint64 size = 0;
+    while ((size = file.read(block.get(), blockSize)) > 0)
         hash.addData(block.get(), static_cast<int>(size));
-    return hash.result();
+    // The digest of a part would pass for that of the file.
+    return size < 0 ? QByteArray() : hash.result();
 }
 
 bool ZeFileManager::writeFile(const QString &path, const QByteArray &data)
@@ -249,7 +263,8 @@ bool ZeFileManager::removeDirOrFile(const QString &path)
             setLastError(QStringLiteral("Remove failed: %1").arg(path));
             return false;
         }
-    } else if (!QDir(bare).removeRecursively()) {
+        // For Qt what it cannot look at is not there, which is a success.
+    } else if (!QDir(bare).removeRecursively() || QFileInfo::exists(bare)) {
         setLastError(QStringLiteral("Remove failed:%1").arg(path));
         return false;
     }
@@ -269,17 +284,22 @@ bool ZeFileManager::truncateFile(const QString &path, int lines)
 {
     if (lines < 0)
         return false;
+    const auto failed = [&path] {
+        setLastError(QStringLiteral("Failed to open file:%1").arg(path));
+        return false;
+    };
     // Devices may have no end and pipes may have no writer.
     const QFileInfo info(path);
     QFile file(path);
-    if ((info.exists() && !info.isFile()) || !file.open(QIODevice::ReadWrite)) {
-        setLastError(QStringLiteral("Failed to open file:%1").arg(path));
-        return false;
-    }
+    if ((info.exists() && !info.isFile()) || !file.open(QIODevice::ReadWrite))
+        return failed();
     QTextStream stream(&file);
     const QVector<QString> all = readLines(stream);
-    if (lines < all.size())
-        replaceByLines(file, stream, all, all.size() - lines);
+    // The last lines of a part are others than those of the file.
+    if (file.error() != QFileDevice::NoError)
+        return failed();
+    if (lines < all.size() && !replaceContent(file, encodedLines(stream, all, all.size() - lines)))
+        return failed();
     return true;
 }
 

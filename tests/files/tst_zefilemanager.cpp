@@ -62,6 +62,9 @@ public:
     }
 };
 
+/// A regular file that opens and gives an error as soon as it is read.
+const QString unreadable = QStringLiteral("/proc/self/mem");
+
 } // namespace
 
 class tst_ZeFileManager : public QObject
@@ -281,6 +284,7 @@ void tst_ZeFileManager::md5OfMissingFile()
     QCOMPARE(service().Md5File(path("missing")), QByteArray());
     QCOMPARE(service().Md5File(m_dir->path()), QByteArray());
     QCOMPARE(service().Md5File(QString()), QByteArray());
+    QCOMPARE(service().Md5File(unreadable), QByteArray());
     QCOMPARE(ZeFileManager::getLastError(), QStringLiteral("before"));
 }
 
@@ -805,6 +809,8 @@ void tst_ZeFileManager::truncateFileFailures()
         QCOMPARE(m_capture->take().constLast(), errorLine("Failed to open file:" + file));
     }
     QCOMPARE(contentOf(path("read-only")), QByteArray("1\n2\n"));
+    QVERIFY(!service().truncateFile(unreadable, 1));
+    QCOMPARE(m_capture->take().constLast(), errorLine("Failed to open file:" + unreadable));
 
     // A negative count touches nothing: neither the file nor the last error.
     makeFile(path("file"), "1\n2\n");

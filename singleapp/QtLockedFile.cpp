@@ -78,11 +78,11 @@ bool QtLockedFile::unlock()
         return true;
     if (!releaseLock())
         return false;
-    // A file opened by its descriptor alone has no name to be removed by.
-    if (fileName().isEmpty())
-        close();
-    else
-        remove(); // not examined: the lock is given up in any case
+    // Removed by its name, which one opened by its descriptor alone does not have:
+    // remove() on this object would stop at an error of close().
+    close();
+    if (!fileName().isEmpty())
+        QFile::remove(fileName()); // not examined: the lock is given up in any case
     return true;
 }
 

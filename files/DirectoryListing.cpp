@@ -10,6 +10,7 @@
 #include <QtCore/QTextCodec>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 #include <sys/stat.h>
@@ -60,6 +61,12 @@ Kind kindOf(DIR *stream, const dirent &entry)
     default:
         return Kind::Other;
     }
+}
+
+/// What says nothing about the directory: it may be full of files.
+bool isObstacle(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == EIO;
 }
 
 bool isDotOrDotDot(const char *name)
@@ -135,6 +142,8 @@ void DirectoryListing::openNative()
     m_isOpen = m_stream && ::fstat(::dirfd(m_stream.get()), &status) == 0;
     if (m_isOpen)
         m_id = idOf(status);
+    else
+        m_isIncomplete = isObstacle(errno);
 }
 
 std::vector<DirectoryListing::Entry> DirectoryListing::read()
@@ -148,6 +157,13 @@ std::vector<DirectoryListing::Entry> DirectoryListing::read()
     return entries;
 }
 
+/// Null at the end and after an error, which errno tells apart.
+const dirent *DirectoryListing::nextEntry()
+{
+    errno = 0;
+    return ::readdir(m_stream.get());
+}
+
 std::vector<DirectoryListing::Item> DirectoryListing::readNative()
 {
     std::vector<Item> items;
@@ -155,16 +171,20 @@ std::vector<DirectoryListing::Item> DirectoryListing::readNative()
     constexpr int usualLength = 32; // with the key
     items.reserve(usualCount);
     m_text.resize(usualCount * usualLength);
-    while (const dirent *entry = ::readdir(m_stream.get())) {
+    m_isIncomplete = false;
+    while (const dirent *entry = nextEntry()) {
         if (isDotOrDotDot(entry->d_name))
             continue;
         const Kind kind = kindOf(m_stream.get(), *entry);
-        if (kind == Kind::Other)
+        if (kind == Kind::Other) {
+            m_isIncomplete = m_isIncomplete || isObstacle(errno);
             continue;
+        }
         const Item item = addName(entry->d_name, kind == Kind::Directory);
         if (item.nameLength > 0)
             items.push_back(item);
     }
+    m_isIncomplete = m_isIncomplete || isObstacle(errno);
     m_stream.reset();
     std::sort(items.begin(), items.end(),
               [this](const Item &a, const Item &b) { return precedes(key(a), key(b)); });

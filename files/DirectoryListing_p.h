@@ -73,6 +73,9 @@ public:
 
     /// Reads the directory, once.
     std::vector<Entry> read();
+    /// Whether it lists less than there is, since the system has run out of something or
+    /// the disk is broken. What may not be listed is none of that: it counts as empty.
+    bool isIncomplete() const { return m_isIncomplete; }
 
 private:
     /// A name and behind it its sort key, both in #m_text. Small, since sorting moves it.
@@ -85,6 +88,7 @@ private:
     };
 
     void openNative();
+    const dirent *nextEntry();
     std::vector<Item> readNative();
     std::vector<Item> readThroughQt();
     Item addName(const char *nativeName, bool isDirectory);
@@ -98,6 +102,7 @@ private:
     QString m_prefix;
     std::unique_ptr<DIR, int (*)(DIR *)> m_stream;
     bool m_isOpen = false;
+    bool m_isIncomplete = false;
     FileId m_id;
     QString m_text; ///< names and keys, as far as #m_used
     int m_used = 0;

@@ -156,6 +156,13 @@ bool failedToCreate(const TreeCopyRule &rule, const QString &directory)
     return false;
 }
 
+/// A tree as such, whatever was copied of it.
+bool failedToCopy(const TreeCopyRule &rule, const QString &source, const QString &target)
+{
+    logWarning(rule.files.operation) << text(rule.files.failed).arg(source, target);
+    return false;
+}
+
 class TreeCopier
 {
 public:
@@ -197,7 +204,10 @@ public:
 
         const TreeTrail::Step step(m_trail, source.id());
         const FileCopier copier(rule.files, choice, {true, isNew});
-        for (const DirectoryListing::Entry &entry : source.read()) {
+        const std::vector<DirectoryListing::Entry> entries = source.read();
+        if (source.isIncomplete())
+            return failedToCopy(rule, sourcePath, targetPath);
+        for (const DirectoryListing::Entry &entry : entries) {
             const QString path = pathOf(prefix, entry.name);
             // Two slashes below the root directory; the texts show them.
             const QString entryTarget = pathOf(targetPath + QLatin1Char('/'), entry.name);
@@ -283,8 +293,7 @@ bool copyTree(const TreeCopyRule &rule, const QString &source, const QString &ta
     // What was copied before a failure is to last as well.
     if (copier.sync())
         return copied;
-    logWarning(rule.files.operation) << text(rule.files.failed).arg(source, target);
-    return false;
+    return failedToCopy(rule, source, target);
 }
 
 } // namespace ZeCore

@@ -18,6 +18,7 @@
 #include <functional>
 #include <memory>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 using FileManagerTest::service;
@@ -177,6 +178,7 @@ private Q_SLOTS:
     void linksBack_data();
     void linksBack();
     void durability();
+    void noDescriptorLeft();
     void syncErrors_data();
     void syncErrors();
     void fullDisk_data();
@@ -1205,6 +1207,26 @@ void tst_Copies::durability()
     SystemCalls::reset();
     QVERIFY(!service().copyDirectoryFiles(path("a"), path("d"), {}, true));
     QCOMPARE(SystemCalls::counts().fileSystemSyncs, 1);
+}
+
+/// A directory that only now cannot be listed is not copied as an empty one.
+void tst_Copies::noDescriptorLeft()
+{
+    m_tree->file("a/x", "x");
+    rlimit before{};
+    QCOMPARE(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    QCOMPARE(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    const bool byName = service().copyDirectoryFiles(path("a"), path("b"), {}, true);
+    const bool bySuffix = service().copyDirectoryFilesSuffix(path("a"), path("b"), {}, true);
+    QCOMPARE(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    QVERIFY(!byName);
+    QVERIFY(!bySuffix);
+    QCOMPARE(m_capture->take(),
+             (QStringList{line('W', "copyDirectoryFile",
+                               QString("error:copy[%1] to [%2] failed").arg(path("a"), path("b"))),
+                          line('W', "copyDirectoryFileSuffix",
+                               QString("[Copy failed:(%1) to (%2)]").arg(path("a"), path("b")))}));
 }
 
 void tst_Copies::syncErrors_data()

@@ -4,8 +4,13 @@
 #include "support/Child.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QDir>
 #include <QtCore/QProcess>
 #include <QtCore/QProcessEnvironment>
+#include <QtCore/QThread>
+
+#include <deque>
+#include <memory>
 
 #include <unistd.h>
 
@@ -19,10 +24,11 @@ QByteArray ChildResult::report() const
         + "\nstderr: " + err.right(8000);
 }
 
-ChildResult runChild(const QString &program, const QStringList &arguments,
-                     const ChildOptions &options)
+namespace {
+
+void start(QProcess &process, const QString &program, const QStringList &arguments,
+           const ChildOptions &options)
 {
-    QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (const QString &entry : options.environment) {
         const int equals = entry.indexOf(QLatin1Char('='));
@@ -35,12 +41,15 @@ ChildResult runChild(const QString &program, const QStringList &arguments,
     process.setWorkingDirectory(options.workingDirectory);
     process.setStandardInputFile(QProcess::nullDevice());
     process.start(program, arguments);
+}
 
+ChildResult resultOf(QProcess &process, int limitMs)
+{
     ChildResult result;
-    result.started = process.waitForStarted(options.limitMs);
+    result.started = process.waitForStarted(limitMs);
     if (!result.started)
         return result;
-    result.timedOut = !process.waitForFinished(options.limitMs);
+    result.timedOut = !process.waitForFinished(limitMs) && process.state() != QProcess::NotRunning;
     if (result.timedOut) {
         process.kill();
         process.waitForFinished(-1);
@@ -52,9 +61,41 @@ ChildResult runChild(const QString &program, const QStringList &arguments,
     return result;
 }
 
+} // namespace
+
+ChildResult runChild(const QString &program, const QStringList &arguments,
+                     const ChildOptions &options)
+{
+    QProcess process;
+    start(process, program, arguments, options);
+    return resultOf(process, options.limitMs);
+}
+
+std::vector<ChildResult> runChildren(const QString &program,
+                                     const std::vector<QStringList> &argumentLists,
+                                     const ChildOptions &options)
+{
+    const auto atATime = static_cast<std::size_t>(QThread::idealThreadCount()) + 2;
+    std::deque<std::unique_ptr<QProcess>> running;
+    std::vector<ChildResult> results;
+    const auto takeFirst = [&] {
+        results.push_back(resultOf(*running.front(), options.limitMs));
+        running.pop_front();
+    };
+    for (const QStringList &arguments : argumentLists) {
+        if (running.size() == atATime)
+            takeFirst();
+        running.push_back(std::make_unique<QProcess>());
+        start(*running.back(), program, arguments, options);
+    }
+    while (!running.empty())
+        takeFirst();
+    return results;
+}
+
 QString helperPath(const QString &name)
 {
-    return QCoreApplication::applicationDirPath() + QLatin1Char('/') + name;
+    return QDir(QCoreApplication::applicationDirPath()).filePath(name);
 }
 
 namespace {

@@ -8,6 +8,8 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
+#include <vector>
+
 namespace TestSupport {
 
 /// What became of a child process.
@@ -16,11 +18,12 @@ struct ChildResult
     bool started = false;
     bool timedOut = false; ///< it was still running at the limit and has been killed
     bool crashed = false;  ///< it ended by a signal
-    int exitCode = -1;
+    int exitCode = -1;     ///< or the number of the signal
     QByteArray out;
     QByteArray err;
 
     bool endedWith(int code) const { return started && !timedOut && !crashed && exitCode == code; }
+    bool endedBySignal(int signal) const { return crashed && !timedOut && exitCode == signal; }
     /// For failure messages.
     QByteArray report() const;
 };
@@ -36,7 +39,13 @@ struct ChildOptions
 ChildResult runChild(const QString &program, const QStringList &arguments,
                      const ChildOptions &options = {});
 
-/// The path of a helper program, which lies beside the test program.
+/// Runs @p program once for each of @p argumentLists, a few at a time. Their output
+/// must fit into a pipe.
+std::vector<ChildResult> runChildren(const QString &program,
+                                     const std::vector<QStringList> &argumentLists,
+                                     const ChildOptions &options = {});
+
+/// The path of a helper program, which lies beside the test program if @p name is no path.
 QString helperPath(const QString &name);
 
 /// Whether this process can make private mounts with util-linux's unshare.

@@ -8,6 +8,8 @@
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QTest>
 
+#include <csignal>
+
 using TestSupport::ChildOptions;
 using TestSupport::ChildResult;
 using TestSupport::helperPath;
@@ -32,11 +34,11 @@ QStringList filesOfTheRoot()
     return QDir::root().entryList({"*.log"}, QDir::Files, QDir::Name);
 }
 
-/// What the log files below @p base hold.
-QByteArray loggedBelow(const QString &base)
+/// What the log files in @p directory hold.
+QByteArray contentOfLogs(const QString &directory)
 {
     QByteArray content;
-    const QDir dir(base + "/appInfo/log");
+    const QDir dir(directory);
     const QStringList names = dir.entryList({"ZemixPro_*.log"}, QDir::Files, QDir::Name);
     for (const QString &name : names) {
         QFile file(dir.filePath(name));
@@ -46,7 +48,27 @@ QByteArray loggedBelow(const QString &base)
     return content;
 }
 
+QByteArray loggedBelow(const QString &base)
+{
+    return contentOfLogs(base + "/appInfo/log");
+}
+
+/// The lines of a log whose messages begin with @p start, without their stamps.
+QByteArray linesWith(const QByteArray &start, const QByteArray &content)
+{
+    constexpr int stampLength = 26;
+    QByteArray lines;
+    const QList<QByteArray> all = content.split('\n');
+    for (const QByteArray &line : all) {
+        if (line.mid(stampLength).startsWith(start))
+            lines += line.mid(stampLength) + '\n';
+    }
+    return lines;
+}
+
 } // namespace
+
+Q_DECLARE_METATYPE(TestSupport::ChildResult)
 
 /// Programs end in many ways; none of them may crash, hang or lose its status.
 class tst_ProcessExit : public QObject
@@ -54,6 +76,10 @@ class tst_ProcessExit : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void everyEnding_data();
+    void everyEnding();
+    void unloadedPlugin_data();
+    void unloadedPlugin();
     void endsCleanly_data();
     void endsCleanly();
     void unreleasedServicesSayGoodbyeOnce();
@@ -64,6 +90,102 @@ private Q_SLOTS:
     void linesBeforeMain();
     void destroyingAWaitingWriterBlocks();
 };
+
+/// All ways to use the library with all ways to end: what a program has, and what
+/// it leaves behind.
+void tst_ProcessExit::everyEnding_data()
+{
+    QTest::addColumn<QStringList>("choice");
+    QTest::addColumn<ChildResult>("child");
+    QTest::addColumn<QByteArray>("written");
+
+    std::vector<QStringList> choices;
+    for (const char *const services : {"unused", "used", "released"}) {
+        for (const char *const log : {"none", "handler", "running", "stopped", "removed"}) {
+            for (const char *const ending :
+                 {"return", "exit", "quick_exit", "_exit", "abort", "exception", "sigterm",
+                  "sigterm-quit", "sigterm-exit"})
+                choices.push_back({services, log, ending});
+        }
+    }
+    std::vector<QTemporaryDir> dirs(choices.size());
+    std::vector<QStringList> argumentLists;
+    for (std::size_t i = 0; i < choices.size(); ++i)
+        argumentLists.push_back(choices.at(i) + QStringList{dirs.at(i).path()});
+    ChildOptions options;
+    options.limitMs = 60000;
+    const std::vector<ChildResult> children =
+        TestSupport::runChildren(helperPath("ending_child"), argumentLists, options);
+    for (std::size_t i = 0; i < choices.size(); ++i)
+        QTest::newRow(qPrintable(choices.at(i).join(", ")))
+            << choices.at(i) << children.at(i) << contentOfLogs(dirs.at(i).path());
+}
+
+void tst_ProcessExit::everyEnding()
+{
+    QFETCH(QStringList, choice);
+    QFETCH(ChildResult, child);
+    QFETCH(QByteArray, written);
+    const QString services = choice.at(0);
+    const QString log = choice.at(1);
+    const QString ending = choice.at(2);
+    const bool hasWriter = log != "none" && log != "handler";
+    const bool destroysStatics =
+        QStringList{"return", "exit", "sigterm-quit", "sigterm-exit"}.contains(ending);
+
+    if (ending == "abort" || ending == "exception")
+        QVERIFY2(child.endedBySignal(SIGABRT), child.report());
+    else if (ending == "sigterm")
+        QVERIFY2(child.endedBySignal(SIGTERM), child.report());
+    else
+        QVERIFY2(child.endedWith(3), child.report());
+    QCOMPARE(child.out, QByteArray("ending\n"));
+
+    // What was written is there, whatever the end.
+    QByteArray lines;
+    for (int i = 0; i < 20; ++i)
+        lines += QByteArray("line ") + QByteArray::number(i) + " of 20\n";
+    QCOMPARE(linesWith("line ", written), hasWriter ? lines : QByteArray());
+
+    // A stopped logger is silent, all others echo to the end.
+    const bool isSilent = log == "stopped";
+    const int lastWords = destroysStatics && !isSilent ? 1 : 0;
+    QVERIFY2(child.err.count("static destructor") == lastWords, child.report());
+    const bool hasServices = services != "unused" || hasWriter;
+    const int goodbyes = hasServices ? lastWords : 0;
+    QVERIFY2(child.err.count("[debug][~PublicClass]") == goodbyes, child.report());
+    QVERIFY2(child.err.count("[debug][~ZeFileManager]") == (services == "released" ? 1 : goodbyes),
+             child.report());
+    QVERIFY2(child.err.count(log == "none" ? "line 19 of 20\n" : "\x1B[33mline 19 of 20\x1B[0m\n")
+                 == 1,
+             child.report());
+}
+
+void tst_ProcessExit::unloadedPlugin_data()
+{
+    QTest::addColumn<QString>("log");
+    QTest::newRow("writer left running") << "running";
+    QTest::newRow("writer stopped, handler left") << "stopped";
+}
+
+/// The library stays when the plugin that brought it goes.
+void tst_ProcessExit::unloadedPlugin()
+{
+#ifdef ZECORE_UNLOADED_PLUGIN
+    QFETCH(QString, log);
+    const QTemporaryDir dir;
+    const ChildResult child =
+        TestSupport::runChild(helperPath("unloading_child"),
+                              {ZECORE_UNLOADED_PLUGIN, ZECORE_LIBRARY_NAME, log, dir.path()});
+    QVERIFY2(child.endedWith(3), child.report());
+    QCOMPARE(child.out, QByteArray("plugin gone, library loaded\n"));
+    QCOMPARE(linesWith("a line of the plugin", contentOfLogs(dir.path())),
+             QByteArray("a line of the plugin\n"));
+    QCOMPARE(child.err.count("a line after the unloading"), log == "running" ? 1 : 0);
+#else
+    QSKIP("for the shared library only");
+#endif
+}
 
 void tst_ProcessExit::endsCleanly_data()
 {

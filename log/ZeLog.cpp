@@ -130,6 +130,17 @@ QStringList takeQueue()
     return batch;
 }
 
+/// Waits for a line to be queued.
+void awaitLine()
+{
+    ZeCore::acquirePermit(ZeLog::_synSem);
+    // Lines that were written along with others leave their permits behind. Beyond
+    // 2^31, after months in a busy program, the semaphore would block for ever.
+    constexpr int manyPermits = 1 << 29;
+    if (ZeLog::_synSem.available() > manyPermits)
+        ZeLog::_synSem.tryAcquire(manyPermits);
+}
+
 /// The colour of a message; none for what is echoed bare.
 std::optional<int> colorOf(QtMsgType type)
 {
@@ -247,7 +258,7 @@ void ZeLog::run()
             msleep(idleMs);
             continue;
         }
-        ZeCore::acquirePermit(_synSem);
+        awaitLine();
         const QStringList batch = takeQueue();
         if (batch.isEmpty()) {
             msleep(idleMs); // the permit of a line that an earlier round wrote

@@ -161,6 +161,7 @@ private Q_SLOTS:
     void idleWhileNotWriting();
     void prunesAtStartEvenIfNotWriting();
     void leftoverPermits();
+    void permitsOfMonths();
     void stopWaitsForALine();
     void stopThreadOnIdleWriter();
     void queuedLinesStayAfterStop();
@@ -510,6 +511,23 @@ void tst_ZeLog::leftoverPermits()
     QTRY_COMPARE(ZeLog::_synSem.available(), 0);
     running.write("goes on");
     QCOMPARE(messagesIn(fileName(ZeLog::s_LogName)), QStringList{"goes on"});
+}
+
+void tst_ZeLog::permitsOfMonths()
+{
+    // They pile up where many lines are one batch. Beyond 2^31 the count of the
+    // semaphore would be negative, and the writer would wait for ever.
+    constexpr int many = 1 << 30;
+    RunningLog running;
+    for (int i = 0; i < 3; ++i) {
+        ZeLog::_synSem.release(many);
+        logText(QString::number(i));
+        QTRY_VERIFY(RunningLog::isQueueEmpty());
+        QTRY_VERIFY(ZeLog::_synSem.available() < many);
+    }
+    running.stop();
+    QCOMPARE(messagesIn(fileName(ZeLog::s_LogName)), QStringList({"0", "1", "2"}));
+    QVERIFY(ZeLog::_synSem.tryAcquire(ZeLog::_synSem.available()));
 }
 
 void tst_ZeLog::stopWaitsForALine()

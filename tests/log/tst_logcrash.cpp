@@ -145,7 +145,8 @@ void tst_LogCrash::killedInAFlood()
     QCOMPARE(tally.fault(), QString());
     const FloodProgress finished = progressIn(progressFile);
     for (int thread = 0; thread < floodThreads; ++thread)
-        QVERIFY2(tally.reached(thread) >= finished[std::size_t(thread)] || tally.mayMissTheEnd(),
+        QVERIFY2(tally.reached(thread) >= finished[std::size_t(thread)]
+                     || tally.mayMissTheEnd(thread),
                  qPrintable(QStringLiteral("thread %1: %2 lines of %3 finished ones")
                                 .arg(thread)
                                 .arg(tally.reached(thread))

@@ -43,8 +43,11 @@ public:
 
     /// How many lines of thread @p thread are there or have been dropped.
     qint64 reached(int thread) const { return m_next.at(static_cast<std::size_t>(thread)); }
-    /// Whether lines at the end may have been dropped.
-    bool mayMissTheEnd() const { return m_previousSize > sizeLimit; }
+    /// Whether further lines of thread @p thread may have been dropped.
+    bool mayMissTheEnd(int thread) const
+    {
+        return m_previousSize > sizeLimit || m_mayJump.at(static_cast<std::size_t>(thread));
+    }
 
     qint64 written() const { return m_written; }
     qint64 dropped() const { return m_dropped; }

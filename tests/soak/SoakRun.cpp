@@ -9,6 +9,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QEventLoop>
 #include <QtCore/QFile>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QTimer>
 
 #include <algorithm>
@@ -24,7 +25,6 @@ constexpr bool isMemoryOurs = false; // the sanitizers keep what is freed, and m
 constexpr bool isMemoryOurs = true;
 #endif
 
-constexpr int stationCount = 2;
 constexpr int samplesPerRun = 20;
 constexpr int keptLogs = 50;
 
@@ -51,11 +51,10 @@ int sharedMemoryOf(const QSet<qint64> &creators)
     return count;
 }
 
-int entriesOf(const QString &directory)
+QStringList entriesOf(const QString &directory)
 {
-    return QDir(directory)
-        .entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot)
-        .size();
+    return QDir(directory).entryList(QDir::AllEntries | QDir::System | QDir::Hidden
+                                     | QDir::NoDotAndDotDot);
 }
 
 /// The two numbers of the stations, "1 + 2".
@@ -94,6 +93,8 @@ SoakRun::SoakRun(double minutes, unsigned seed)
 {
     QDir().mkpath(m_temporaryDirectory);
     qputenv("TMPDIR", QFile::encodeName(m_temporaryDirectory));
+    // What malloc() keeps for its threads would count as handed out, and slowly fills.
+    qputenv("GLIBC_TUNABLES", "glibc.malloc.tcache_count=0");
     for (int i = 0; i < 10; ++i)
         m_server.answer('/' + QByteArray::number(i),
                         HttpServer::reply("200 OK", "{\"answer\": " + QByteArray::number(i) + '}'));
@@ -121,7 +122,6 @@ int SoakRun::exec()
         watch();
         serveEvents(20);
     }
-    takeSample(seconds() / 60);
     stopStations();
     judgeGrowth();
     return m_faults.isEmpty() ? 0 : 1;
@@ -220,40 +220,55 @@ void SoakRun::takeSample(double minute)
     sample.started = m_started;
     sample.killed = m_killed;
     sample.sharedMemory = sharedMemoryOf(m_pids);
-    sample.temporaryFiles = entriesOf(m_temporaryDirectory);
+    sample.temporaryFiles = entriesOf(m_temporaryDirectory).size();
     m_samples.push_back(sample);
 }
 
-/// The second one first, so that the one which all others found leaves the table last.
+/// All work ends before anything is compared. The second one leaves first, so that the
+/// one which all others found leaves the table last.
 void SoakRun::stopStations()
 {
-    qint64 sent = 0;
-    qint64 received = 0;
-    for (auto station = m_stations.rbegin(); station != m_stations.rend(); ++station) {
-        const QList<QByteArray> logged = station->process->ask("stop").split(' ');
-        sent += station->counts.sent;
-        received += station == m_stations.rbegin() ? station->counts.received : 0;
-        expect(station->process->finish(), QStringLiteral("a station did not end with 0"));
-        station->tally->readToTheEnd();
-        expect(station->tally->fault().isEmpty(), station->tally->fault());
-        for (int thread = 0; thread < loggingThreads; ++thread) {
-            const qint64 missing =
-                logged.value(thread).toLongLong() - station->tally->reached(thread);
-            expect(missing == 0 || (missing > 0 && station->tally->mayMissTheEnd()),
-                   QStringLiteral("%1 lines are not there").arg(missing));
-            m_dropped += missing;
-        }
-        m_written += station->tally->written();
-        m_dropped += station->tally->dropped();
-        m_changesOfFile += station->tally->files() - 1;
+    std::vector<QList<QByteArray>> logged;
+    for (StationHandle &station : m_stations)
+        logged.push_back(station.process->ask("stop").split(' '));
+    takeSample(seconds() / 60);
+    for (std::size_t i = m_stations.size(); i-- > 0;) {
+        expect(m_stations.at(i).process->finish(), QStringLiteral("a station did not end with 0"));
+        countLines(*m_stations.at(i).tally, logged.at(i));
     }
+    const qint64 sent = m_stations.front().counts.sent;
+    const qint64 received = m_stations.back().counts.received;
     expect(received == sent, QStringLiteral("%1 of %2 messages").arg(received).arg(sent));
     expect(sharedMemoryOf(m_pids) == 0, QStringLiteral("shared memory is left"));
-    expect(entriesOf(m_temporaryDirectory) == 0, QStringLiteral("temporary files are left"));
+    // Qt makes a socket in a directory of such a name first; who is killed at that
+    // moment leaves it.
+    const QRegularExpression unfinishedSocket(QStringLiteral("^\\.[A-Za-z]{6}$"));
+    QStringList left = entriesOf(m_temporaryDirectory);
+    const QStringList unfinished = left.filter(unfinishedSocket);
+    for (const QString &name : unfinished)
+        left.removeOne(name);
+    m_unfinishedSockets = unfinished.size();
+    expect(left.isEmpty(), QLatin1String("left: ") + left.join(QLatin1Char(' ')));
+    expect(m_unfinishedSockets <= m_killed, QStringLiteral("too many unfinished sockets"));
     const int visitorLogs =
         QDir(m_dir.path() + QStringLiteral("/visitor/appInfo/log")).entryList(QDir::Files).size();
     // Killed between its first line and the pruning of the next start at the latest.
     expect(visitorLogs <= keptLogs + 2, QStringLiteral("%1 log files").arg(visitorLogs));
+}
+
+void SoakRun::countLines(TestSupport::LogTally &tally, const QList<QByteArray> &logged)
+{
+    tally.readToTheEnd();
+    expect(tally.fault().isEmpty(), tally.fault());
+    for (int thread = 0; thread < loggingThreads; ++thread) {
+        const qint64 missing = logged.value(thread).toLongLong() - tally.reached(thread);
+        expect(missing == 0 || (missing > 0 && tally.mayMissTheEnd(thread)),
+               QStringLiteral("%1 lines are not there").arg(missing));
+        m_dropped += missing;
+    }
+    m_written += tally.written();
+    m_dropped += tally.dropped();
+    m_changesOfFile += tally.files() - 1;
 }
 
 void SoakRun::judgeGrowth()
@@ -319,7 +334,9 @@ QByteArray SoakRun::report() const
     text += "\nLines on disk " + QByteArray::number(m_written) + ", dropped at "
         + QByteArray::number(m_changesOfFile) + " changes of file " + QByteArray::number(m_dropped)
         + ". Left at the end: shared memory " + QByteArray::number(sharedMemoryOf(m_pids))
-        + ", temporary files " + QByteArray::number(entriesOf(m_temporaryDirectory)) + ".\n";
+        + ", temporary files " + QByteArray::number(entriesOf(m_temporaryDirectory).size())
+        + ", of these sockets that killed instances were about to make "
+        + QByteArray::number(m_unfinishedSockets) + ".\n";
     for (const QString &fault : m_faults)
         text += "FAULT: " + fault.toUtf8() + '\n';
     if (m_faults.isEmpty())

@@ -64,6 +64,7 @@ private:
     void watch();
     void takeSample(double minute);
     void stopStations();
+    void countLines(TestSupport::LogTally &tally, const QList<QByteArray> &logged);
     void judgeGrowth();
     void expect(bool isRight, const QString &fault);
     double seconds() const { return double(m_clock.elapsed()) / 1000; }
@@ -83,6 +84,7 @@ private:
     qint64 m_written = 0;
     qint64 m_dropped = 0;
     int m_changesOfFile = 0;
+    int m_unfinishedSockets = 0;
     std::vector<Sample> m_samples;
     QStringList m_faults;
     QElapsedTimer m_clock;

@@ -12,6 +12,7 @@ static_assert(sizeof(std::atomic<bool>) == sizeof(bool),
 BaseThread::BaseThread(QObject *parent)
     : QThread(parent)
 {
+    ZeCore::Checker::allAccessIsAtomic(m_needStop);
 }
 
 bool BaseThread::isNeedStop() const

@@ -17,13 +17,90 @@
 #ifdef ZECORE_TSAN
 #include <sanitizer/tsan_interface.h>
 #endif
+#ifdef ZECORE_HELGRIND // see the preset "valgrind"
+#include <valgrind/helgrind.h>
+#endif
 
 /// The library's only road to Qt's locks and semaphores.
 ///
 /// Distributions build Qt without ThreadSanitizer, which then does not see that
-/// QMutex and QSemaphore order memory and reports correct code. These wrappers
-/// tell it; in every other build they are the bare Qt calls.
+/// QMutex and QSemaphore order memory and reports correct code; Helgrind does not
+/// know them either. These wrappers tell both; in every other build they are the
+/// bare Qt calls.
 namespace ZeCore {
+
+/// What the checkers are told.
+namespace Checker {
+
+#if defined(ZECORE_TSAN)
+inline void beforeLock(void *mutex)
+{
+    __tsan_mutex_pre_lock(mutex, 0);
+}
+inline void afterLock(void *mutex)
+{
+    __tsan_mutex_post_lock(mutex, 0, 0);
+}
+inline void beforeUnlock(void *mutex)
+{
+    __tsan_mutex_pre_unlock(mutex, 0);
+}
+inline void afterUnlock(void *mutex)
+{
+    __tsan_mutex_post_unlock(mutex, 0);
+}
+inline void releaseMemory(void *object)
+{
+    __tsan_release(object);
+}
+inline void acquireMemory(void *object)
+{
+    __tsan_acquire(object);
+}
+#elif defined(ZECORE_HELGRIND)
+inline void beforeLock(void *mutex)
+{
+    VALGRIND_HG_MUTEX_LOCK_PRE(mutex, 0);
+}
+inline void afterLock(void *mutex)
+{
+    VALGRIND_HG_MUTEX_LOCK_POST(mutex);
+}
+inline void beforeUnlock(void *mutex)
+{
+    VALGRIND_HG_MUTEX_UNLOCK_PRE(mutex);
+}
+inline void afterUnlock(void *mutex)
+{
+    VALGRIND_HG_MUTEX_UNLOCK_POST(mutex);
+}
+inline void releaseMemory(void *object)
+{
+    ANNOTATE_HAPPENS_BEFORE(object);
+}
+inline void acquireMemory(void *object)
+{
+    ANNOTATE_HAPPENS_AFTER(object);
+}
+#else
+inline void beforeLock(void * /*mutex*/) { }
+inline void afterLock(void * /*mutex*/) { }
+inline void beforeUnlock(void * /*mutex*/) { }
+inline void afterUnlock(void * /*mutex*/) { }
+inline void releaseMemory(void * /*object*/) { }
+inline void acquireMemory(void * /*object*/) { }
+#endif
+
+/// Every access to @p value is atomic, which Helgrind cannot see.
+template <typename Value>
+inline void allAccessIsAtomic([[maybe_unused]] const Value &value)
+{
+#ifdef ZECORE_HELGRIND
+    VALGRIND_HG_DISABLE_CHECKING(&value, sizeof(Value));
+#endif
+}
+
+} // namespace Checker
 
 /// Holds a QMutex for the lifetime of the object.
 class MutexLock
@@ -32,24 +109,16 @@ public:
     explicit MutexLock(QMutex &mutex)
         : m_mutex(mutex)
     {
-#ifdef ZECORE_TSAN
-        __tsan_mutex_pre_lock(&m_mutex, 0);
+        Checker::beforeLock(&m_mutex);
         m_mutex.lock();
-        __tsan_mutex_post_lock(&m_mutex, 0, 0);
-#else
-        m_mutex.lock();
-#endif
+        Checker::afterLock(&m_mutex);
     }
 
     ~MutexLock()
     {
-#ifdef ZECORE_TSAN
-        __tsan_mutex_pre_unlock(&m_mutex, 0);
+        Checker::beforeUnlock(&m_mutex);
         m_mutex.unlock();
-        __tsan_mutex_post_unlock(&m_mutex, 0);
-#else
-        m_mutex.unlock();
-#endif
+        Checker::afterUnlock(&m_mutex);
     }
 
     Q_DISABLE_COPY(MutexLock)
@@ -62,22 +131,18 @@ private:
 inline void acquirePermit(QSemaphore &semaphore)
 {
     semaphore.acquire();
-#ifdef ZECORE_TSAN
-    __tsan_acquire(&semaphore);
-#endif
+    Checker::acquireMemory(&semaphore);
 }
 
 /// Gives one permit.
 inline void releasePermit(QSemaphore &semaphore)
 {
-#ifdef ZECORE_TSAN
-    __tsan_release(&semaphore);
-#endif
+    Checker::releaseMemory(&semaphore);
     semaphore.release();
 }
 
 /// Lives in a thread's run(): what the thread did happens before threadJoined().
-/// (QThread::wait() says so as well, but ThreadSanitizer cannot see it.)
+/// (QThread::wait() says so as well, but the checkers cannot see it.)
 class ThreadEnd
 {
 public:
@@ -85,25 +150,18 @@ public:
         : m_thread(thread)
     {
     }
-    ~ThreadEnd()
-    {
-#ifdef ZECORE_TSAN
-        __tsan_release(m_thread);
-#endif
-    }
+    ~ThreadEnd() { Checker::releaseMemory(m_thread); }
 
     Q_DISABLE_COPY(ThreadEnd)
 
 private:
-    [[maybe_unused]] void *m_thread;
+    void *m_thread;
 };
 
 /// To be called after QThread::wait() on @p thread has returned true.
-inline void threadJoined([[maybe_unused]] void *thread)
+inline void threadJoined(void *thread)
 {
-#ifdef ZECORE_TSAN
-    __tsan_acquire(thread);
-#endif
+    Checker::acquireMemory(thread);
 }
 
 /// Reads a public switch that programs assign without a lock, by contract, while
@@ -111,6 +169,7 @@ inline void threadJoined([[maybe_unused]] void *thread)
 template <typename Value>
 inline Value readShared(const Value &value)
 {
+    Checker::allAccessIsAtomic(value);
     Value result;
     __atomic_load(&value, &result, __ATOMIC_RELAXED);
     return result;
@@ -120,6 +179,7 @@ inline Value readShared(const Value &value)
 template <typename Value>
 inline void writeShared(Value &value, Value newValue)
 {
+    Checker::allAccessIsAtomic(value);
     __atomic_store(&value, &newValue, __ATOMIC_RELAXED);
 }
 

@@ -6,6 +6,8 @@
 //       until it is killed. It says "running" before it starts, and the mapped file
 //       PROGRESS holds how many lines of each thread the writer is done with. It goes
 //       on in FILE, if there is one.
+//   flood_child brief DIR LINES
+//       so many lines, for checkers that take their time
 //   flood_child paced DIR LINES PADDING
 //       so many lines, not more at a time than the writer takes and one file can hold
 //       per second. It says "LINES-SO-FAR RESIDENT-KIB" along the way.
@@ -106,6 +108,25 @@ int floodWithoutEnd(const QStringList &arguments)
     tellProgress(flood, arguments.at(3));
 }
 
+int floodBriefly(const QStringList &arguments)
+{
+    const qint64 lines = arguments.at(3).toLongLong();
+    ZeLog log;
+    log.start();
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < floodThreads; ++thread) {
+        threads.emplace_back([thread, lines] {
+            for (qint64 i = 0; i < lines / floodThreads; ++i)
+                logText(numberedText(thread, i, floodPadding));
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    TestSupport::waitUntilWritten();
+    TestSupport::stopCleanly(log);
+    return 0;
+}
+
 /// Hands out as many lines per time as do not fill two files within one second, since
 /// files of one second have one name.
 class Pace
@@ -190,6 +211,9 @@ int main(int argc, char **argv)
     const QStringList arguments = QCoreApplication::arguments();
     PublicClass::init()->logDir = arguments.at(2);
     qInstallMessageHandler(ZeLog::outputMessage);
-    return arguments.at(1) == QLatin1String("paced") ? floodPaced(arguments)
-                                                     : floodWithoutEnd(arguments);
+    if (arguments.at(1) == QLatin1String("brief"))
+        return floodBriefly(arguments);
+    if (arguments.at(1) == QLatin1String("paced"))
+        return floodPaced(arguments);
+    return floodWithoutEnd(arguments);
 }

@@ -32,7 +32,7 @@ constexpr int keptLogs = 50;
 // fill. The allocator's own pieces make the resident memory wander.
 constexpr int allowedDescriptors = 3; // connections at the moment of the sample
 constexpr int allowedThreads = 1;
-constexpr qint64 allowedHeapKib = 256;
+constexpr qint64 allowedHeapKib = 128;
 constexpr qint64 allowedResidentKib = 2048;
 
 /// The segments of shared memory that one of @p creators has made.

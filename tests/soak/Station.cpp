@@ -164,7 +164,7 @@ void Station::request()
 {
     const auto http = HttpApi::init();
     const qint64 number = m_counts.requests++;
-    if (number % 50 == 49) {
+    if (number % 50 == 0) {
         expect(!http->getUrl(m_serverUrl + QLatin1String("missing"))
                    && http->lastError().endsWith(QLatin1String("Not Found")),
                QLatin1String("missing page: ") + http->lastError());
@@ -182,7 +182,7 @@ void Station::runCommand()
     const auto service = PublicClass::init();
     const qint64 number = m_counts.commands++;
     QString out;
-    if (number % 100 == 99) {
+    if (number % 100 == 0) {
         expect(!service->processCmd(QStringLiteral("exec sleep 60"), out, 20, true),
                QStringLiteral("time-out of a command"));
         return;

@@ -20,7 +20,7 @@ namespace {
 
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
 constexpr bool isMemoryOurs = false; // the sanitizers keep what is freed, and more
-constexpr qint64 usualLines = 60000;
+constexpr qint64 usualLines = 24000;
 #else
 constexpr bool isMemoryOurs = true;
 constexpr qint64 usualLines = 200000;

@@ -37,6 +37,13 @@ constexpr int rounds = 12;
 #else
 constexpr int rounds = 30;
 #endif
+#if defined(__SANITIZE_THREAD__)
+// A process that is forked while other threads work may wait for ever, in the locks of
+// ThreadSanitizer itself that they held.
+constexpr bool canFork = false;
+#else
+constexpr bool canFork = true;
+#endif
 
 const char senderRole[] = "send";
 
@@ -94,12 +101,11 @@ public:
             useTrees(round);
             sendEvents(round);
             reportErrors(round);
-            if (round % 6 == 0) {
+            askForTheHttpClient();
+            if (canFork && round % 6 == 0)
                 runCommands(round);
-                askForTheHttpClient();
-            }
         }
-        m_failures.expect(!ZeFileManager::init()->getDevices().isEmpty(), "getDevices");
+        m_failures.expect(!canFork || !ZeFileManager::init()->getDevices().isEmpty(), "getDevices");
     }
 
 private:
@@ -300,6 +306,7 @@ class tst_Threads : public QObject
 private Q_SLOTS:
     void allServicesFromEightThreads();
     void switchesAndColoursWhileOthersLog();
+    void sharedStateAndNothingElse();
 };
 
 void tst_Threads::allServicesFromEightThreads()
@@ -389,14 +396,18 @@ void tst_Threads::switchesAndColoursWhileOthersLog()
         ZeLog log;
         log.start();
         std::atomic<bool> stops{false};
+        std::atomic<int> logged{0};
         std::vector<std::thread> threads;
         for (int thread = 0; thread < threadCount; ++thread) {
-            threads.emplace_back([&stops] {
-                while (!stops)
+            threads.emplace_back([&stops, &logged] {
+                while (!stops.load(std::memory_order_relaxed)) {
                     qCritical("in whatever colour");
+                    logged.fetch_add(1, std::memory_order_relaxed);
+                }
             });
         }
-        for (int round = 0; round < rounds; ++round) {
+        for (int round = 0; round < rounds || logged.load(std::memory_order_relaxed) < 2000;
+             ++round) {
             ZeCore::writeShared(ZeLog::FORE_GROUND_RED, 31 + round % 6);
             ZeLog::setWriteLogToFile(round % 2 == 0);
             QThread::usleep(500);
@@ -411,6 +422,38 @@ void tst_Threads::switchesAndColoursWhileOthersLog()
     }
     qInstallMessageHandler(testHandler);
     ZeCore::writeShared(ZeLog::_isRelease, false);
+}
+
+/// Without the log lines of the other test, whose lock orders all that is around it and
+/// so hides from a thread checker that another lock is missing.
+void tst_Threads::sharedStateAndNothingElse()
+{
+    const QtMessageHandler testHandler =
+        qInstallMessageHandler([](QtMsgType /*type*/, const QMessageLogContext & /*context*/,
+                                  const QString & /*text*/) {});
+    constexpr int times = 300;
+    const int before = PublicClass::init()->getByteArrayListSize();
+    std::atomic<bool> go{false};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < threadCount; ++thread) {
+        threads.emplace_back([&go] {
+            while (!go.load(std::memory_order_relaxed))
+                std::this_thread::yield();
+            QByteArray element("element");
+            for (int i = 0; i < times; ++i)
+                PublicClass::init()->addByteArrayList(element);
+            for (int i = 0; i < times; ++i)
+                ZeFileManager::setLastError(QStringLiteral("error %1").arg(i));
+            for (int i = 0; i < times; ++i)
+                SendGlobalMsg::init();
+        });
+    }
+    go.store(true, std::memory_order_relaxed);
+    for (std::thread &thread : threads)
+        thread.join();
+    qInstallMessageHandler(testHandler);
+    QCOMPARE(PublicClass::init()->getByteArrayListSize() - before, threadCount * times);
+    QCOMPARE(ZeFileManager::getLastError(), QStringLiteral("error %1").arg(times - 1));
 }
 
 int main(int argc, char **argv)

@@ -7,6 +7,9 @@
 #include <QtCore/QDeadlineTimer>
 #include <QtNetwork/QLocalSocket>
 
+#include <sys/socket.h>
+#include <unistd.h>
+
 namespace ZeCore {
 
 namespace {
@@ -14,6 +17,9 @@ namespace {
 const char acknowledgement[] = "ack";
 constexpr int acknowledgementSize = sizeof(acknowledgement) - 1;
 constexpr int acknowledgementWaitMs = 1000;
+
+/// What Qt may keep of bytes that a sender goes on sending, and nobody reads.
+constexpr qint64 roomAfterMessage = 65536;
 
 QDeadlineTimer deadlineIn(int timeoutMs)
 {
@@ -74,20 +80,44 @@ private:
     QLocalSocket &m_socket;
 };
 
+/// Whether the server runs as this user or as root. Somebody else may have made a
+/// socket of that name before it did.
+bool isTrusted(const QLocalSocket &server)
+{
+    ucred peer = {};
+    socklen_t size = sizeof peer;
+    const auto descriptor = static_cast<int>(server.socketDescriptor());
+    return ::getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0
+        && (peer.uid == ::geteuid() || peer.uid == ::getuid() || peer.uid == 0);
+}
+
 } // namespace
 
 bool deliverMessage(QLocalSocket &socket, const QString &message, int timeoutMs)
 {
+    if (!isTrusted(socket)) {
+        socket.abort();
+        return false;
+    }
     writeFrame(socket, message);
     return waitUntilWritten(socket, timeoutMs)
         && waitUntilAvailable(socket, acknowledgementSize, timeoutMs)
         && socket.read(acknowledgementSize) == acknowledgement;
 }
 
+void waitUntilClosed(QLocalSocket &socket)
+{
+    while (isConnected(socket) && socket.waitForReadyRead(-1))
+        socket.readAll();
+}
+
 Reception receiveMessage(QLocalSocket &socket, QString &message)
 {
     SocketSource source(socket);
-    return receiveFrame(source, message);
+    const Reception reception = receiveFrame(source, message);
+    if (reception == Reception::Complete)
+        socket.setReadBufferSize(roomAfterMessage);
+    return reception;
 }
 
 void acknowledgeMessage(QLocalSocket &socket)

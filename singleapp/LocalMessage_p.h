@@ -17,11 +17,17 @@ QT_END_NAMESPACE
 namespace ZeCore {
 
 /// Sends @p message and waits for the acknowledgement, up to @p timeoutMs each
-/// (negative: without limit). Returns whether it came.
+/// (negative: without limit). Returns whether it came. Closes the connection, and sends
+/// nothing, if another user than this one or root is at its other end.
 bool deliverMessage(QLocalSocket &socket, const QString &message, int timeoutMs);
 
+/// Waits without limit until the other side closes the connection. What it says until
+/// then is thrown away.
+void waitUntilClosed(QLocalSocket &socket);
+
 /// Receives one message into @p message. Memory grows with what arrives, not with
-/// the length that the sender announces.
+/// the length that the sender announces; what it sends after its message waits in the
+/// system.
 Reception receiveMessage(QLocalSocket &socket, QString &message);
 
 /// Tells the sender that its message has arrived, if it is still there.

@@ -4,6 +4,7 @@
 #include "singleapp/QtLocalPeer.h"
 
 #include "singleapp/LocalMessage_p.h"
+#include "singleapp/LockFile_p.h"
 #include "singleapp/TemporaryPath_p.h"
 
 #include <QtCore/QByteArray>
@@ -46,7 +47,7 @@ QtLocalPeer::QtLocalPeer(QObject *parent, const QString &appId)
                  + QLatin1String("-lockfile"))
 {
     m_server->setSocketOptions(QLocalServer::UserAccessOption); // whatever the umask
-    m_lockFile.open(QIODevice::ReadWrite); // examined by every attempt to lock it
+    ZeCore::openLockFile(m_lockFile); // examined by every attempt to lock it
 }
 
 QtLocalPeer::~QtLocalPeer()
@@ -80,8 +81,8 @@ bool QtLocalPeer::sendMessage(const QString &message, int timeout, bool block)
     if (!connectToPeer(socket, m_socketName, timeout / 2))
         return false;
     const bool delivered = ZeCore::deliverMessage(socket, message, timeout);
-    if (block && socket.state() == QLocalSocket::ConnectedState)
-        socket.waitForDisconnected(-1);
+    if (block)
+        ZeCore::waitUntilClosed(socket);
     return delivered;
 }
 

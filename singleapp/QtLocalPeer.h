@@ -30,15 +30,16 @@ QT_END_NAMESPACE
 /// blocks that loop: without limit while a client is connected and has sent fewer
 /// than four bytes; up to 2 s after each piece of a message that is cut off; up to
 /// 1 s while the client does not take the acknowledgement. Only processes of the
-/// same user (and root) can connect, whatever the umask.
+/// same user (and root) can connect, whatever the umask, and messages go only to them.
 ///
 /// **Limits.** The server and its lock belong to the process. A second peer of the
 /// same id in the same process becomes a server as well and takes over the socket
 /// of the first, and the lock is lost when either goes: have one. Ids are told
 /// apart by a 16-bit checksum only.
 ///
-/// If the temporary directory is missing or cannot be written, every peer counts as
-/// a client, and each question logs "QtLockedFile::lock(): file is not opened".
+/// If the temporary directory is missing or cannot be written, or if the lock file is a
+/// link or belongs to another user, every peer counts as a client, and each question logs
+/// "QtLockedFile::lock(): file is not opened".
 class ZECORE_EXPORT QtLocalPeer : public QObject
 {
     Q_OBJECT
@@ -87,7 +88,8 @@ Q_SIGNALS:
     ///
     /// @p socket, a QLocalSocket, is the open connection to its sender. The receiver
     /// owns it: delete it (at once or later) or close it to release a sender that
-    /// waits. While nobody does, it stays open until the peer goes.
+    /// waits. While nobody does, it stays open until the peer goes. It buffers at most
+    /// 64 KiB of what the sender may send after its message.
     ///
     /// A message whose sender broke off arrives with the bytes that came; bytes that
     /// are no UTF-8 become U+FFFD.

@@ -4,6 +4,7 @@
 #include "singleapp/QtSingleCoreApplication.h"
 
 #include "singleapp/InstanceTable_p.h"
+#include "singleapp/LockFile_p.h"
 #include "singleapp/QtLocalPeer.h"
 #include "singleapp/QtLockedFile.h"
 #include "singleapp/TemporaryPath_p.h"
@@ -30,7 +31,7 @@ public:
     explicit TableLock(const QString &appId)
         : m_file(path(appId))
     {
-        m_file.open(QIODevice::ReadWrite); // lock() reports that it is not open
+        ZeCore::openLockFile(m_file); // lock() reports that it is not open
         m_file.lock(QtLockedFile::WriteLock);
     }
     ~TableLock() { m_file.unlock(); }

@@ -46,8 +46,8 @@ class QtLocalPeer;
 /// directory is missing or cannot be written, every other process counts as running.
 ///
 /// **Threads.** Everything belongs to the main thread. The constructor and the
-/// destructor wait without limit while another process holds the lock of the table,
-/// which programs of this class do for moments only.
+/// destructor wait without limit while another process of this user or root holds the
+/// lock of the table, which programs of this class do for moments only.
 class ZECORE_EXPORT QtSingleCoreApplication : public QCoreApplication
 {
     Q_OBJECT

@@ -7,8 +7,9 @@
 //   peer_child fill ID TIMEOUT COUNT         sends COUNT times "x"
 //   peer_child fake ID ANSWER                holds the lock and answers with ANSWER:
 //     lock (does not listen), late (listens after a while), mute, slow (the right
-//     bytes one by one), nak, short ("ac", then closes), close, greedy (reads nothing)
-// Add "nobody" to have root's rights given up first.
+//     bytes one by one), nak, short ("ac", then closes), close, greedy (reads nothing),
+//     chatter (the right bytes, then many more, then closes)
+// Add "nobody" to have root's rights given up first; the names stay those of root.
 
 #include "Commands.h"
 #include "singleapp/QtLocalPeer.h"
@@ -68,6 +69,14 @@ void answer(QLocalSocket *socket, const QString &kind)
         }
     } else if (kind == QLatin1String("close")) {
         socket->abort();
+    } else if (kind == QLatin1String("chatter")) {
+        socket->write(reply);
+        const QByteArray mebibyte(1024 * 1024, 'c');
+        for (int i = 0; i < 256; ++i) {
+            socket->write(mebibyte);
+            while (socket->bytesToWrite() > 0 && socket->waitForBytesWritten(10000)) { }
+        }
+        socket->disconnectFromServer();
     } else {
         socket->write(reply);
         socket->flush();
@@ -76,9 +85,8 @@ void answer(QLocalSocket *socket, const QString &kind)
     }
 }
 
-int fake(const QString &id, const QString &kind)
+int fake(const QString &name, const QString &kind)
 {
-    const QString name = QtLocalPeer::appSessionId(id);
     QtLockedFile lock(QDir::tempPath() + QLatin1Char('/') + name + QLatin1String("-lockfile"));
     if (!lock.open(QIODevice::ReadWrite) || !lock.lock(QtLockedFile::WriteLock, false))
         return 3;
@@ -107,6 +115,8 @@ int fake(const QString &id, const QString &kind)
 
 int main(int argc, char **argv)
 {
+    // Which the user is a part of.
+    const QString name = QtLocalPeer::appSessionId(QString::fromLocal8Bit(argv[2]));
     if (qstrcmp(argv[argc - 1], "nobody") == 0 && !TestSupport::becomeNobody())
         return 2;
     const QCoreApplication app(argc, argv);
@@ -119,5 +129,5 @@ int main(int argc, char **argv)
         return send(id, arguments);
     if (mode == QLatin1String("fill"))
         return fill(id, arguments);
-    return fake(id, arguments.at(3));
+    return fake(name, arguments.at(3));
 }

@@ -17,9 +17,11 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -73,6 +75,28 @@ qint64 residentBytes()
         return 0;
     return statm.readAll().split(' ').at(1).toLongLong() * ::sysconf(_SC_PAGESIZE);
 }
+
+/// While it lives, this process gets no more than @p room bytes of address space beside
+/// what it has: every reservation counts, touched or not.
+class AddressSpaceLimit
+{
+public:
+    explicit AddressSpaceLimit(qint64 room)
+    {
+        QFile statm(QStringLiteral("/proc/self/statm"));
+        if (::getrlimit(RLIMIT_AS, &m_previous) != 0 || !statm.open(QIODevice::ReadOnly))
+            qFatal("cannot limit the address space");
+        const qint64 used = statm.readAll().split(' ').at(0).toLongLong() * ::sysconf(_SC_PAGESIZE);
+        rlimit tight = m_previous;
+        tight.rlim_cur = static_cast<rlim_t>(used + room);
+        ::setrlimit(RLIMIT_AS, &tight);
+    }
+    ~AddressSpaceLimit() { ::setrlimit(RLIMIT_AS, &m_previous); }
+    Q_DISABLE_COPY(AddressSpaceLimit)
+
+private:
+    rlimit m_previous = {};
+};
 
 int descriptorCount()
 {
@@ -154,6 +178,10 @@ private Q_SLOTS:
     void temporaryDirectoryMissing();
     void temporaryDirectoryReadOnly();
     void onlyTheUserMayConnect();
+    void onlyTheUserMayLock();
+    void linkInPlaceOfTheLockFile();
+    void lockFileOfAStranger();
+    void strangerGetsNoMessage();
 
     void messages_data();
     void messages();
@@ -178,6 +206,9 @@ private Q_SLOTS:
     void lengthBeyondAnyArray();
     void announcedBytesAreNotAllocated();
     void moreThanAnnounced();
+    void rubbish();
+    void senderThatGoesOn();
+    void serverThatGoesOn();
     void silentClientBlocksUntilItLeaves();
     void floodOfConnections();
     void manyMessagesLeaveNothing();
@@ -420,6 +451,70 @@ void tst_QtLocalPeer::onlyTheUserMayConnect()
         return; // only root can play another user
     const Unprivileged otherUser;
     QCOMPARE(RawSocket(path).error(), EACCES);
+}
+
+/// Whoever may open the file may hold a lock on it.
+void tst_QtLocalPeer::onlyTheUserMayLock()
+{
+    const mode_t previous = ::umask(0);
+    Server server(m_id);
+    ::umask(previous);
+    struct stat status = {};
+    QCOMPARE(::stat(QFile::encodeName(lockPath()).constData(), &status), 0);
+    QCOMPARE(int(status.st_mode & 07777), 0600);
+}
+
+void tst_QtLocalPeer::linkInPlaceOfTheLockFile()
+{
+    const QString elsewhere = m_sandbox.path() + QLatin1String("/elsewhere");
+    QVERIFY(QFile::link(elsewhere, lockPath()));
+    {
+        QtLocalPeer peer(nullptr, m_id);
+        QVERIFY(peer.isClient());
+        QCOMPARE(m_capture->take(), notOpened);
+    }
+    QVERIFY(!QFileInfo::exists(elsewhere)); // nothing was made there
+    QVERIFY(QFileInfo(lockPath()).isSymLink());
+    QVERIFY(QFile::remove(lockPath()));
+}
+
+void tst_QtLocalPeer::lockFileOfAStranger()
+{
+    if (::geteuid() != 0)
+        QSKIP("only root can play another user");
+    constexpr unsigned nobody = 65534;
+    QFile file(lockPath());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.close();
+    QCOMPARE(::chown(QFile::encodeName(lockPath()).constData(), nobody, nobody), 0);
+    {
+        QtLocalPeer peer(nullptr, m_id);
+        QVERIFY(peer.isClient()); // as if somebody held it
+        QCOMPARE(m_capture->take(), notOpened);
+        QVERIFY(!QFileInfo::exists(socketPath()));
+    }
+    QVERIFY(QFile::remove(lockPath()));
+}
+
+void tst_QtLocalPeer::strangerGetsNoMessage()
+{
+    if (::geteuid() != 0)
+        QSKIP("only root can play another user");
+    const QByteArray directory = QFile::encodeName(m_sandbox.path());
+    QCOMPARE(::chmod(directory.constData(), 0777), 0);
+    {
+        // It acknowledges whatever it gets.
+        LiveChild stranger(
+            peerHelper,
+            {QStringLiteral("fake"), m_id, QStringLiteral("slow"), QStringLiteral("nobody")});
+        QCOMPARE(stranger.line(), QByteArray("ready"));
+        QtLocalPeer peer(nullptr, m_id);
+        QVERIFY(!peer.sendMessage(QStringLiteral("secret"), 5000, false));
+        QCOMPARE(m_capture->take(), notOpened);
+        QVERIFY(!peer.sendMessage(QStringLiteral("secret"), 5000, true)); // nor waits for it
+        QCOMPARE(m_capture->take(), notOpened);
+    }
+    QCOMPARE(::chmod(directory.constData(), 0755), 0);
 }
 
 void tst_QtLocalPeer::messages_data()
@@ -727,24 +822,17 @@ void tst_QtLocalPeer::announcedBytesAreNotAllocated()
     if (isSanitized)
         QSKIP("sanitizers account for memory in their own way");
     Server server(m_id);
-    // A limit on the address space makes every reservation count, touched or not.
-    rlimit previous = {};
-    QCOMPARE(::getrlimit(RLIMIT_AS, &previous), 0);
-    QFile statm(QStringLiteral("/proc/self/statm"));
-    QVERIFY(statm.open(QIODevice::ReadOnly));
-    const auto used = static_cast<rlim_t>(statm.readAll().split(' ').at(0).toLongLong()
-                                          * ::sysconf(_SC_PAGESIZE));
-    rlimit tight = previous;
-    tight.rlim_cur = used + rlim_t(64) * 1024 * 1024;
     std::vector<RawSocket> clients;
     for (int i = 0; i < 20; ++i) {
         clients.emplace_back(socketPath());
         clients.back().write(announcement(0x7fffff00) + "few");
         clients.back().finishWriting();
     }
-    QCOMPARE(::setrlimit(RLIMIT_AS, &tight), 0);
-    const bool came = server.waitForTexts(20);
-    QCOMPARE(::setrlimit(RLIMIT_AS, &previous), 0);
+    bool came = false;
+    {
+        const AddressSpaceLimit limit(qint64(64) * 1024 * 1024);
+        came = server.waitForTexts(20);
+    }
     QVERIFY(came);
     QCOMPARE(server.texts().constLast(), QStringLiteral("few"));
 }
@@ -761,6 +849,63 @@ void tst_QtLocalPeer::moreThanAnnounced()
     QTest::qWait(50);
     QCOMPARE(server.texts().size(), 2);
     QCOMPARE(client.read(1000), QByteArray("ack"));
+}
+
+/// Any bytes at all: each connection gives one text or none, and the server goes on.
+void tst_QtLocalPeer::rubbish()
+{
+    constexpr int count = 300;
+    std::minstd_rand random(1); // the same bytes in every run
+    Server server(m_id);
+    server.deleteSockets(true);
+    for (int i = 0; i < count; ++i) {
+        QByteArray bytes(static_cast<int>(random() % 600), '\0');
+        std::generate(bytes.begin(), bytes.end(),
+                      [&random] { return static_cast<char>(random()); });
+        if (i % 2 == 0) // short enough to be read to its end
+            bytes.prepend(announcement(static_cast<quint32>(random() % 600)));
+        RawSocket client(socketPath());
+        client.write(bytes);
+        client.close();
+        QCoreApplication::processEvents();
+    }
+    const RawSocket honest(socketPath());
+    honest.write(frame("honest"));
+    QTRY_COMPARE(server.texts().isEmpty() ? QString() : server.texts().constLast(),
+                 QStringLiteral("honest"));
+    QVERIFY(server.texts().size() <= count + 1);
+    const QStringList warnings = m_capture->take();
+    for (const QString &warning : warnings)
+        QCOMPARE(QStringList{warning}, receptionFailed);
+}
+
+/// What follows a message waits in the system, also if nobody closes the connection.
+void tst_QtLocalPeer::senderThatGoesOn()
+{
+    Server server(m_id);
+    const RawSocket client(socketPath());
+    client.write(frame("one"));
+    QVERIFY(server.waitForTexts(1));
+    const QByteArray more(65536, 'm');
+    qint64 taken = 0;
+    for (int i = 0; i < 400; ++i) {
+        taken += qMax(client.write(more), 0);
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+    QVERIFY2(taken < 2 * 1024 * 1024, QByteArray::number(taken).constData());
+    QCOMPARE(server.texts().size(), 1);
+}
+
+/// The same for a sender that waits until the server is done with its message.
+void tst_QtLocalPeer::serverThatGoesOn()
+{
+    if (isSanitized)
+        QSKIP("sanitizers account for memory in their own way");
+    LiveChild other(peerHelper, {QStringLiteral("fake"), m_id, QStringLiteral("chatter")});
+    QCOMPARE(other.line(), QByteArray("ready"));
+    QtLocalPeer peer(nullptr, m_id);
+    const AddressSpaceLimit limit(qint64(64) * 1024 * 1024);
+    QVERIFY(peer.sendMessage(QStringLiteral("x"), 20000, true));
 }
 
 void tst_QtLocalPeer::silentClientBlocksUntilItLeaves()

@@ -23,6 +23,8 @@
 #include <QtNetwork/QNetworkRequest>
 
 #include <algorithm>
+#include <cerrno>
+#include <limits>
 
 using ZeCore::logDebug;
 using ZeCore::logWarning;
@@ -31,6 +33,14 @@ QSharedPointer<HttpApi> HttpApi::instance;
 QMutex HttpApi::_mutex;
 
 namespace {
+
+/// What a QByteArray can hold, and a bit less. Beyond it Qt gives up on memory.
+constexpr qint64 maxBody = std::numeric_limits<int>::max() - 64;
+
+QString bodyTooLarge()
+{
+    return qt_error_string(EFBIG);
+}
 
 /// Whether @p address has only characters that are spelled alike in every form of an
 /// address. A host in Punycode is not: it is shown in Unicode.
@@ -132,16 +142,22 @@ void HttpApi::await(const QNetworkRequest &request)
     // A request has one outcome. Slots of the signal may run an event loop of their
     // own, in which neither the reply nor the timer may speak up once more; and the
     // end of a nested request, which quits this loop, ends this one as well.
-    connect(timer, &QTimer::timeout, this, [this, reply, timer, wait] {
+    const auto giveUp = [this, reply, timer, wait](const QString &error) {
         timer->stop();
         disconnect(reply, nullptr, this, nullptr);
         if (!wait->isRunning())
             return;
-        setLastError(QStringLiteral("Timed out"));
+        setLastError(error);
         Q_EMIT sigHttpRequstFinished();
+    };
+    connect(timer, &QTimer::timeout, this, [giveUp] { giveUp(QStringLiteral("Timed out")); });
+    // There is no progress to show; but a server may never stop.
+    connect(reply, &QNetworkReply::downloadProgress, this, [giveUp, reply](qint64 received) {
+        if (received <= maxBody)
+            return;
+        reply->setParent(nullptr); // Qt still uses it, as below
+        giveUp(bodyTooLarge());
     });
-    // There is no progress to show; the connection belongs to every request.
-    connect(reply, &QNetworkReply::downloadProgress, this, [](qint64, qint64) {});
     connect(reply, &QNetworkReply::finished, this, [this, reply, timer, wait] {
         timer->stop();
         // Qt still uses the reply after this signal, even if a slot of ours releases
@@ -165,6 +181,10 @@ void HttpApi::takeResult(QNetworkReply *reply)
 {
     if (reply->error() != QNetworkReply::NoError) {
         setLastError(reply->errorString());
+        return;
+    }
+    if (reply->bytesAvailable() > maxBody) {
+        setLastError(bodyTooLarge());
         return;
     }
     // All at once at its own size; readAll() alone grows its result chunk by chunk.

@@ -74,6 +74,7 @@ public:
     /// - "Timed out" if the reply was not complete within 6000 ms, whatever part of
     ///   it had come;
     /// - Qt's text for a network error or an HTTP status of 400 and above;
+    /// - "File too large" for a body of 2 GiB and more, which no QByteArray can hold;
     /// - "warning: result is empty" for a reply without error and without a body,
     ///   whatever its status.
     ///

@@ -12,12 +12,16 @@
 #include <QtCore/QFile>
 #include <QtCore/QMetaMethod>
 #include <QtCore/QPointer>
+#include <QtCore/QProcess>
+#include <QtCore/QStandardPaths>
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QThread>
 #include <QtCore/QTimer>
 #include <QtCore/QUrl>
 #include <QtNetwork/QNetworkReply>
 #include <QtNetwork/QNetworkRequest>
+#include <QtNetwork/QSslSocket>
+#include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
@@ -26,6 +30,7 @@
 #include <cstdio>
 #include <memory>
 #include <thread>
+#include <vector>
 
 using TestSupport::Capture;
 
@@ -118,6 +123,37 @@ void reset(QTcpSocket *socket)
     socket->abort();
 }
 
+/// A server that encrypts with a certificate which nobody vouches for.
+class StrangersServer : public QTcpServer
+{
+public:
+    StrangersServer(const QString &certificate, const QString &key)
+        : m_certificate(certificate)
+        , m_key(key)
+    {
+    }
+
+protected:
+    void incomingConnection(qintptr descriptor) override
+    {
+        auto *socket = new QSslSocket(this);
+        if (!socket->setSocketDescriptor(descriptor))
+            return;
+        socket->setLocalCertificate(m_certificate);
+        socket->setPrivateKey(m_key);
+        QObject::connect(socket, &QSslSocket::readyRead, socket, [socket] {
+            socket->readAll();
+            socket->write(HttpServer::reply("200 OK", "trust me"));
+        });
+        QObject::connect(socket, &QSslSocket::disconnected, socket, &QObject::deleteLater);
+        socket->startServerEncryption();
+    }
+
+private:
+    QString m_certificate;
+    QString m_key;
+};
+
 long residentKiB()
 {
     QFile status(QStringLiteral("/proc/self/status"));
@@ -173,6 +209,9 @@ private Q_SLOTS:
     void manyCallsInARow_data();
     void manyCallsInARow();
     void timeOut();
+    void bodyBeyondAnyArray();
+    void serversThatNeverEnd();
+    void untrustedCertificate();
     void nestedSuccessEndsTheOuterWait();
     void nestedFailureEndsTheOuterWait();
     void nestedEmptyUrlEndsNothing();
@@ -332,6 +371,12 @@ void tst_HttpApiGet::replies_data()
         QTest::newRow(QByteArray(code) + " without body")
             << HttpServer::reply(code, none, "Location: /elsewhere\r\n") << false << none << empty;
     }
+    QTest::newRow("302 to a file")
+        << HttpServer::reply("302 Found", "go there", "Location: file:///etc/passwd\r\n") << false
+        << QByteArray("go there") << "";
+    QTest::newRow("302 to itself")
+        << HttpServer::reply("302 Found", "come again", "Location: /\r\n") << false
+        << QByteArray("come again") << "";
     QTest::newRow("401 with challenge")
         << HttpServer::reply("401 Unauthorized", "who?", "WWW-Authenticate: Basic realm=\"r\"\r\n")
         << false << none << "*";
@@ -558,6 +603,8 @@ void tst_HttpApiGet::addresses_data()
                            << QByteArray("/q?a=b%20c&d=%E4%BB%B6&e=1+2")
                            << QStringLiteral("/q?a=b c&d=件&e=1+2");
     QTest::newRow("fragment is not sent") << "/a?x#part" << QByteArray("/a?x") << "/a?x#part";
+    QTest::newRow("line feeds make no header")
+        << "/a\r\nX-Other: 1" << QByteArray("/a%0D%0AX-Other:%201") << "/a%0D%0AX-Other: 1";
     QTest::newRow("quotes") << "/\"x\"<y>" << QByteArray("/%22x%22%3Cy%3E") << "/%22x%22%3Cy%3E";
 }
 
@@ -830,6 +877,116 @@ void tst_HttpApiGet::timeOut()
 
     server.answer("/next", HttpServer::reply("200 OK", "works again"));
     QVERIFY(http.getUrl(server.url(QStringLiteral("/next"))));
+}
+
+/// Qt would run out of what an array can hold, and end the program.
+void tst_HttpApiGet::bodyBeyondAnyArray()
+{
+    const QTemporaryDir dir;
+    QFile file(dir.filePath(QStringLiteral("sparse")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(file.resize(qint64(5) << 30));
+    file.close();
+    UsedApi http;
+    QSignalSpy finished(&http, &HttpApi::sigHttpRequstFinished);
+    Capture capture;
+    const QString url = QUrl::fromLocalFile(file.fileName()).toString();
+    QVERIFY(!http.getUrl(url));
+    QVERIFY(!http.getIsSuccess());
+    QCOMPARE(http.getReq(), QVariant(QByteArray("old body")));
+    QCOMPARE(http.lastError(), QStringLiteral("File too large"));
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(capture.lines(),
+             (QStringList{requestLine(url), errorLine(QStringLiteral("\"File too large\""))}));
+}
+
+/// Whatever a server goes on with: the time is over after six seconds, and nothing stays.
+void tst_HttpApiGet::serversThatNeverEnd()
+{
+    struct Endless
+    {
+        const char *target;
+        QByteArray start;
+        QByteArray more;
+    };
+    const QByteArray piece(4096, 'x');
+    const std::vector<Endless> kinds{
+        {"/body", "HTTP/1.1 200 OK\r\n\r\n", piece},
+        {"/chunks", chunked(QByteArray()), "1000\r\n" + piece + "\r\n"},
+        {"/chunk-size", chunked(QByteArray()), QByteArray(4096, '0')},
+        {"/status-line", "HTTP/1.1 200 ", piece},
+        {"/header", "HTTP/1.1 200 OK\r\nX-Endless: ", piece},
+        {"/headers", "HTTP/1.1 200 OK\r\n", "X-More: " + piece + "\r\n"},
+        {"/continue", QByteArray(), "HTTP/1.1 100 Continue\r\n\r\n"},
+        {"/nothing", QByteArray(), QByteArray()},
+    };
+    HttpServer server;
+    QTimer clock;
+    for (const Endless &kind : kinds) {
+        server.handle(kind.target, [&clock, kind](QTcpSocket *socket) {
+            socket->write(kind.start);
+            connect(&clock, &QTimer::timeout, socket, [socket, kind] {
+                if (socket->bytesToWrite() < 65536)
+                    socket->write(kind.more);
+            });
+        });
+    }
+    clock.start(10);
+    const int descriptors = openDescriptors();
+    std::vector<QString> errors(kinds.size());
+    std::vector<std::thread> clients;
+    std::atomic<int> running{static_cast<int>(kinds.size())};
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+        clients.emplace_back(
+            [&running, &error = errors[i], url = server.url(QString::fromLatin1(kinds[i].target))] {
+                HttpApi http;
+                if (http.getUrl(url) || http.getReq().isValid())
+                    error = QStringLiteral("(success)");
+                else
+                    error = http.lastError();
+                --running;
+            });
+    }
+    QElapsedTimer elapsed;
+    elapsed.start();
+    while (running > 0)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    const qint64 elapsedMs = elapsed.elapsed();
+    for (std::thread &client : clients)
+        client.join();
+    clock.stop();
+    for (std::size_t i = 0; i < kinds.size(); ++i)
+        QVERIFY2(errors[i] == QLatin1String("Timed out"),
+                 QByteArray(kinds[i].target) + ": " + errors[i].toUtf8());
+    QVERIFY2(elapsedMs < 30000, QByteArray::number(elapsedMs).constData());
+    QTRY_COMPARE(openDescriptors(), descriptors);
+}
+
+void tst_HttpApiGet::untrustedCertificate()
+{
+    const QString openssl = QStandardPaths::findExecutable(QStringLiteral("openssl"));
+    if (openssl.isEmpty() || !QSslSocket::supportsSsl())
+        QSKIP("needs openssl to make a certificate, and Qt with TLS");
+    const QTemporaryDir dir;
+    const QString certificate = dir.filePath(QStringLiteral("certificate"));
+    const QString key = dir.filePath(QStringLiteral("key"));
+    QProcess maker;
+    maker.start(openssl,
+                {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-nodes"),
+                 QStringLiteral("-newkey"), QStringLiteral("rsa:2048"), QStringLiteral("-subj"),
+                 QStringLiteral("/CN=127.0.0.1"), QStringLiteral("-keyout"), key,
+                 QStringLiteral("-out"), certificate});
+    QVERIFY(maker.waitForFinished());
+    QCOMPARE(maker.exitCode(), 0);
+
+    StrangersServer server(certificate, key);
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    UsedApi http;
+    QVERIFY(!http.getUrl(
+        QStringLiteral("https://127.0.0.1:%1/").arg(QString::number(server.serverPort()))));
+    QCOMPARE(http.getReq(), QVariant(QByteArray("old body")));
+    QVERIFY2(http.lastError().startsWith(QLatin1String("SSL handshake failed")),
+             qPrintable(http.lastError()));
 }
 
 void tst_HttpApiGet::nestedSuccessEndsTheOuterWait()

@@ -99,6 +99,7 @@ private Q_SLOTS:
     void timeOutEndsNestedWaits();
     void withoutApplication();
     void unknownHostWithoutNetwork();
+    void proxyOfTheEnvironment();
     void remakeRefusesTheApplicationDirectory_data();
     void remakeRefusesTheApplicationDirectory();
     void remakeRefusesTheRoot();
@@ -360,6 +361,20 @@ QString directoryLine(const Installation &installation)
 }
 
 } // namespace
+
+/// Qt takes its proxy from the environment, and with it who sees the request.
+void tst_HttpApiProcess::proxyOfTheEnvironment()
+{
+    HttpServer proxy;
+    const QString url = QStringLiteral("http://controller.example/status");
+    proxy.answer(url.toLatin1(), HttpServer::reply("200 OK", "from the proxy"));
+    qputenv("http_proxy", proxy.url().toLatin1());
+    ServedChild child({QStringLiteral("get"), url});
+    qunsetenv("http_proxy");
+    QVERIFY(child.endsInPeace());
+    QCOMPARE(child.lines().mid(1),
+             (QStringList{"result 1", "body from the proxy", "error ", "timers 0"}));
+}
 
 void tst_HttpApiProcess::remakeRefusesTheApplicationDirectory_data()
 {

@@ -422,6 +422,7 @@ void tst_ZeFileManager::jsonFailures_data()
     addRow("invalid UTF-8", "[\"\xFF\xFE\"]", true);
     addRow("1023 bytes", QByteArray(1023, 'x'), true);
     addRow("1024 bytes", QByteArray(1024, 'x'), false);
+    addRow("a million levels", QByteArray(1000000, '['), false);
     addRow("depth 5000", QByteArray(5000, '['), false);
 }
 

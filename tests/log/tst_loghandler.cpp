@@ -361,6 +361,8 @@ void tst_LogHandler::console_data()
         << int(QtInfoMsg) << QString::fromLatin1("ab\0cd", 5) << QByteArray("ab\n");
     QTest::newRow("several lines")
         << int(QtWarningMsg) << "a\nb" << orange + "a\nb" + resetCode + "\n";
+    QTest::newRow("sequences of others")
+        << int(QtInfoMsg) << "\x1B]0;title\x07\x1B[2J" << QByteArray("\x1B]0;title\x07\x1B[2J\n");
     QTest::newRow("UTF-8") << int(QtInfoMsg) << QStringLiteral("开始🤖")
                            << QByteArray("开始🤖\n");
     QTest::newRow("lone surrogate")

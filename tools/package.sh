@@ -48,6 +48,19 @@ build() {
 
 installed() { dpkg-query -W -f '${Package}\n' 'libzecore*' 2>/dev/null || true; }
 
+# Stack protector, FORTIFY, read-only relocations and immediate binding. A library is
+# position-independent anyway. The mark of control-flow protection is missing from Debian's
+# own start files, so the linker drops it: look for its instructions instead.
+check_hardening() {
+    local library marked
+    library=$(readlink -f "$(dpkg --listfiles libzecore1 | grep -m 1 '/libZeCore\.so\.[0-9.]*$')")
+    hardening-check --nocfprotection "$library" || fail 'the library is not hardened'
+    [[ $(uname -m) == x86_64 ]] || return 0
+    marked=$(objdump -d "$library" | grep -c endbr64)
+    printf ' Targets of indirect jumps: %d marked\n' "$marked"
+    [[ $marked -gt 100 ]] || fail 'the library has no control-flow protection'
+}
+
 remove() { as_root dpkg --purge "${packages[@]}" >/dev/null; }
 
 # What the packages bring and take along, whichever system they are tried on.
@@ -60,6 +73,7 @@ check() {
     for package in "${packages[@]}"; do debs+=("$output/${package}"_*.deb); done
     trap remove EXIT
     as_root dpkg --install "${debs[@]}" >/dev/null
+    check_hardening
     tests/package/run_consumers.sh "$PWD" system
     dpkg-query -W -f '${Package} ${Version} depends on ${Depends}\n' "${packages[@]}"
     [[ -s $(dpkg --listfiles libzecore-doc | grep -m 1 '/README\.md$') ]] || fail 'no README.md is installed'

@@ -3,6 +3,8 @@
 
 #include "Harness.h"
 
+#include <QtCore/qglobal.h>
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -22,6 +24,7 @@ public:
         for (const Contestant &contestant : comparison.contestants)
             m_measurements.push_back({contestant.name, {}, {}});
     }
+    Q_DISABLE_COPY(Collector)
 
     bool ReportContext(const Context & /*context*/) override { return true; }
 

@@ -119,6 +119,8 @@ QString Nginx::addressOf(int size)
 class Getter
 {
 public:
+    Getter() = default;
+    Q_DISABLE_COPY(Getter)
     virtual ~Getter() = default;
     virtual qint64 get(const QString &address) = 0;
 };

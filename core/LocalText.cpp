@@ -23,6 +23,8 @@ std::atomic<const QTextCodec *> s_utf8Codec{nullptr};
 /// constructed after them, and statics are destroyed in reverse order.
 struct CodecFarewell
 {
+    CodecFarewell() = default;
+    Q_DISABLE_COPY(CodecFarewell)
     ~CodecFarewell()
     {
         s_codecsGone = true;
@@ -52,17 +54,17 @@ public:
 private:
     static const QTextCodec *lookUp()
     {
-        const QTextCodec *codec = QTextCodec::codecForLocale();
+        const QTextCodec *const current = QTextCodec::codecForLocale();
         static const CodecFarewell farewell;
         // QString's own conversion is the same as that of the UTF-8 codec and
         // faster; the codec is remembered by address.
-        if (codec == s_utf8Codec.load(std::memory_order_relaxed))
+        if (current == s_utf8Codec.load(std::memory_order_relaxed))
             return nullptr;
-        if (codec && codec->mibEnum() == utf8Mib) {
-            s_utf8Codec.store(codec, std::memory_order_relaxed);
+        if (current && current->mibEnum() == utf8Mib) {
+            s_utf8Codec.store(current, std::memory_order_relaxed);
             return nullptr;
         }
-        return codec;
+        return current;
     }
 
     const QTextCodec *m_codec = nullptr;

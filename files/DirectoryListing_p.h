@@ -60,7 +60,7 @@ public:
     struct Entry
     {
         QStringView name; ///< valid while the listing lives
-        bool isDirectory;
+        bool isDirectory = false;
     };
 
     /// Opens the directory of a prefix that listingPrefix() gave.

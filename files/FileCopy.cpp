@@ -7,6 +7,7 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QFile>
+#include <QtCore/QString>
 
 #include <cerrno>
 #include <cstdio>
@@ -62,9 +63,8 @@ public:
         : m_path(path)
         , m_way(way)
         , m_file(way == Way::Unnamed ? openUnnamed() : openNamed())
+        , m_isSupported(isOpen() || !meansNotSupported(errno))
     {
-        m_isSupported = isOpen()
-            || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL && errno != ENOSYS);
     }
     ~NewFile()
     {
@@ -88,6 +88,11 @@ public:
     }
 
 private:
+    static bool meansNotSupported(int error)
+    {
+        return error == EOPNOTSUPP || error == EISDIR || error == EINVAL || error == ENOSYS;
+    }
+
     int openUnnamed() const
     {
         const int slash = m_path.lastIndexOf('/');
@@ -116,7 +121,7 @@ private:
     const QByteArray m_path;
     const Way m_way;
     FileDescriptor m_file;
-    bool m_isSupported = true;
+    const bool m_isSupported;
     bool m_isComplete = false;
 };
 

@@ -39,7 +39,7 @@ extern const TreeCopyRule copyTreeSame;
 struct CopyChoice
 {
     QStringList skip;
-    bool overwrite;
+    bool overwrite = false;
 };
 
 /// Copies one file to the file path @p target.

@@ -10,6 +10,7 @@
 #include "files/TreeSweep_p.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QDebug>
 #include <QtCore/QDir>
 #include <QtCore/QEventLoop>
 #include <QtCore/QFile>
@@ -242,7 +243,7 @@ void HttpApi::setLastError(const QString &text)
 
 QVariant HttpApi::getJsonVariant(const QByteArray &data)
 {
-    QJsonParseError parseError;
+    QJsonParseError parseError{};
     const QJsonDocument document = QJsonDocument::fromJson(data, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
         reportJson(parseError.errorString(), parseError.errorString());

@@ -99,7 +99,7 @@ QString logDirectory()
     // The constructor asks first, on the thread that is sure of the service.
     return lastKnown<struct LogDirectory>().get([](QString &directory) {
         ZeCore::ServiceHolder<PublicClass>::withLive(
-            [&directory](PublicClass &service) { directory = service.logDir; });
+            [&directory](const PublicClass &service) { directory = service.logDir; });
     });
 }
 

@@ -26,7 +26,7 @@ constexpr int hostNameTimeoutMs = 20000;
 
 struct ModelName
 {
-    PublicClass::ZcType code;
+    PublicClass::ZcType code = PublicClass::ZcUndetermined;
     QLatin1String name;
 };
 

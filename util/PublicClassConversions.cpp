@@ -23,7 +23,7 @@ namespace {
 
 struct SizeUnit
 {
-    double size;
+    double size = 0;
     QLatin1String name;
 };
 

@@ -77,7 +77,7 @@ LoggingDemo::LoggingDemo(Demo &demo)
     , m_consolePath(demo.directory() + "/console.txt")
 {
     m_demo.headline("Logger: setting up");
-    PublicClass &service = *PublicClass::init();
+    const PublicClass &service = *PublicClass::init();
     m_logDir = service.logDir;
     fillLogDirectory(m_logDir, 60);
     m_demo.fact("Log directory", m_logDir);

@@ -68,7 +68,7 @@ void createInManyThreads()
     for (std::thread &thread : threads)
         thread.join();
     bool same = seen.front() != nullptr;
-    for (HttpApi *object : seen)
+    for (const HttpApi *object : seen)
         same = same && object == HttpApi::instance.data();
     say(QStringLiteral("same %1").arg(same));
     // It belongs to a thread that is gone.

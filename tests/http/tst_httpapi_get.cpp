@@ -712,6 +712,7 @@ void tst_HttpApiGet::flagIsDownDuringTheWait()
     bool flagInSlot = false;
     QVariant reqInSlot;
     // Callers may connect by name.
+    // clazy:excludeall=old-style-connect
     connect(&http, SIGNAL(sigHttpRequstFinished()), this, SLOT(deleteLater()));
     disconnect(&http, SIGNAL(sigHttpRequstFinished()), this, SLOT(deleteLater()));
     connect(&http, &HttpApi::sigHttpRequstFinished, this, [&] {

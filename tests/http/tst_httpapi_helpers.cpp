@@ -24,7 +24,7 @@ namespace {
 
 QString parserText(const QByteArray &data)
 {
-    QJsonParseError error;
+    QJsonParseError error{};
     QJsonDocument::fromJson(data, &error);
     return error.errorString();
 }

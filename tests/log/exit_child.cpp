@@ -25,13 +25,19 @@ namespace {
 /// Logs while the statics of the program are destroyed.
 struct LogsAtExit
 {
-    const char *name;
+    explicit LogsAtExit(const char *nameOfIt)
+        : name(nameOfIt)
+    {
+    }
+    Q_DISABLE_COPY(LogsAtExit)
     ~LogsAtExit()
     {
         qWarning().noquote() << "static destructor" << name << QStringLiteral("终");
         ZeLog::outputMessage(QtCriticalMsg, QMessageLogContext(),
                              QStringLiteral("direct %1").arg(name));
     }
+
+    const char *name;
 };
 
 /// Uses the library before main().

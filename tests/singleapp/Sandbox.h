@@ -21,8 +21,8 @@ class Sandbox
 {
 public:
     Sandbox()
+        : m_valid(m_dir.isValid())
     {
-        m_valid = m_dir.isValid();
         use();
         // Other users may look at the door.
         m_valid = m_valid
@@ -65,7 +65,7 @@ public:
 
 private:
     QTemporaryDir m_dir;
-    bool m_valid = false;
+    bool m_valid;
 };
 
 } // namespace TestSupport

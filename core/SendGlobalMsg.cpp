@@ -6,6 +6,7 @@
 #include "core/LogTag_p.h"
 #include "core/Sync_p.h"
 
+#include <QtCore/QLatin1String>
 #include <QtCore/QMetaEnum>
 #include <QtCore/QMutex>
 

@@ -5,7 +5,6 @@
 
 #include "core/LocalText_p.h"
 
-#include <QtCore/QDir>
 #include <QtCore/QRegExp>
 
 #include <algorithm>
@@ -15,7 +14,6 @@
 #include <vector>
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

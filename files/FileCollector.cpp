@@ -9,6 +9,9 @@
 #include "files/TreeTrail_p.h"
 
 #include <QtCore/QFileInfo>
+#include <QtCore/QStringView>
+
+#include <vector>
 
 namespace ZeCore {
 

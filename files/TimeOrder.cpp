@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include <QtCore/QString>
+
 namespace ZeCore {
 
 namespace {

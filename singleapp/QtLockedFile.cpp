@@ -3,10 +3,7 @@
 
 #include "singleapp/QtLockedFile.h"
 
-#include <QtCore/QDebug>
-
 #include <cerrno>
-#include <cstdio>
 
 #include <fcntl.h>
 

@@ -5,7 +5,7 @@
 
 include-what-you-use, with Qt's headers under the names that we give them. It does not
 count what another header is certain to bring along, such as QChar with QString.
-Usage: includes.py BUILD_DIRECTORY [SOURCE...]
+Usage: includes.py BUILD_DIRECTORY [SOURCE...], in the directory of the project
 """
 
 import concurrent.futures
@@ -24,7 +24,8 @@ BROUGHT_ALONG = {
     '<QtCore/QFile>': ['QIODevice', 'QFileDevice'],
     '<QtCore/QJsonDocument>': ['QJsonParseError'],
     '<QtCore/QTextCodec>': ['QTextEncoder', 'QTextDecoder'],
-    '<QtCore/QDir>': ['QFileInfo', 'QFileInfoList'],
+    '<QtCore/QDir>': ['QFileInfo', 'QFileInfoList', 'QList', 'QString'],
+    '<QtCore/QObject>': ['QString'],
     '<QtNetwork/QLocalSocket>': ['QIODevice'],
     '<QtNetwork/QNetworkReply>': ['QIODevice'],
     '<QtCore/QStringList>': ['QList', 'QString'],
@@ -36,7 +37,8 @@ EVERYWHERE = {'<QtCore/QArgument>', '<QtCore/QConstOverload>', '<QtCore/QFlags>'
               '<QtCore/qglobal.h>', '<QtCore/QtGlobal>', '<QtCore/QForeachContainer>',
               '<QtCore/QNonConstOverload>', '<QtCore/QObject>'}
 LEFT_OUT = {'<stddef.h>', '<stdint.h>', '<ext/alloc_traits.h>', '<bits/types/struct_timespec.h>',
-            '<type_traits>', '<utility>', '<cstddef>', '<cstdint>', '<initializer_list>'}
+            '<bits/types/struct_tm.h>', '<QtCore/QInternal>',
+            '<type_traits>', '<utility>', '<iterator>', '<cstddef>', '<cstdint>', '<initializer_list>'}
 
 
 def qt_headers():
@@ -91,24 +93,25 @@ def suggestions(text):
 
 
 def included_by(path):
-    """What the file and, for a source, its own header include."""
+    """What the file includes and, for a source, its own header, which comes first."""
+    pattern = re.compile(r'^#include ([<"][^>"]+[>"])', re.M)
     with open(path, encoding='utf-8') as file:
-        text = file.read()
-    stem = os.path.splitext(path)[0]
-    for own in (stem + '.h', stem + '_p.h'):
-        if path.endswith('.cpp') and os.path.exists(own):
-            with open(own, encoding='utf-8') as file:
-                text += file.read()
-    return set(re.findall(r'^#include ([<"][^>"]+[>"])', text, re.M))
+        headers = pattern.findall(file.read())
+    if path.endswith('.cpp') and headers and headers[0].startswith('"'):
+        with open(headers[0].strip('"'), encoding='utf-8') as file:
+            headers += pattern.findall(file.read())
+    return set(headers)
 
 
 def counts(file, kind, header):
     if kind == 'remove':
-        return True
-    if header in EVERYWHERE or header in LEFT_OUT:
+        # A header that programs include brings the types of its members along.
+        return file.endswith(('.cpp', '_p.h'))
+    included = included_by(file)
+    if header in EVERYWHERE or header in LEFT_OUT or header in included:
         return False
     name = header.strip('<>').split('/')[-1]
-    return not any(name in names and bringer in included_by(file)
+    return not any(name in names and bringer in included
                    for bringer, names in BROUGHT_ALONG.items())
 
 

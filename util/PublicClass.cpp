@@ -5,6 +5,7 @@
 
 #include "core/LogTag_p.h"
 #include "core/ServiceHolder_p.h"
+#include "core/Sync_p.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEventLoop>

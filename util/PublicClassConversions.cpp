@@ -12,6 +12,7 @@
 #include <QtCore/QRegExp>
 #include <QtCore/QStringList>
 #include <QtCore/QTextCodec>
+#include <QtCore/QVector>
 
 #include <algorithm>
 #include <array>

@@ -6,6 +6,7 @@
 #include "core/CreatedTime_p.h"
 #include "core/LogTag_p.h"
 
+#include <QtCore/QDateTime>
 #include <QtCore/QFileInfo>
 #include <QtCore/QStringList>
 

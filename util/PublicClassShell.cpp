@@ -7,7 +7,6 @@
 #include "core/ProcessStart_p.h"
 
 #include <QtCore/QProcess>
-#include <QtCore/QStringList>
 
 namespace {
 

@@ -33,6 +33,7 @@ DEFINITIONS = [
     re.compile(r'^\w[\w:<>,&* ]*[ &*](\w+)\(', re.M),
     re.compile(r'^(?:static|constexpr|const) .*?[ &*](\w+)(?:\[\])?(?: =|\{|;|\()', re.M),
     re.compile(r'^\w+ (s_\w+)', re.M),
+    re.compile(r'^void Fuzz::(runTarget)', re.M),
     re.compile(r'^#define (\w+)', re.M),
 ]
 

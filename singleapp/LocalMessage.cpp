@@ -18,9 +18,6 @@ const char acknowledgement[] = "ack";
 constexpr int acknowledgementSize = sizeof(acknowledgement) - 1;
 constexpr int acknowledgementWaitMs = 1000;
 
-/// What Qt may keep of bytes that a sender goes on sending, and nobody reads.
-constexpr qint64 roomAfterMessage = 65536;
-
 QDeadlineTimer deadlineIn(int timeoutMs)
 {
     return timeoutMs < 0 ? QDeadlineTimer(QDeadlineTimer::Forever) : QDeadlineTimer(timeoutMs);
@@ -114,10 +111,7 @@ void waitUntilClosed(QLocalSocket &socket)
 Reception receiveMessage(QLocalSocket &socket, QString &message)
 {
     SocketSource source(socket);
-    const Reception reception = receiveFrame(source, message);
-    if (reception == Reception::Complete)
-        socket.setReadBufferSize(roomAfterMessage);
-    return reception;
+    return receiveFrame(source, message);
 }
 
 void acknowledgeMessage(QLocalSocket &socket)

@@ -26,8 +26,7 @@ bool deliverMessage(QLocalSocket &socket, const QString &message, int timeoutMs)
 void waitUntilClosed(QLocalSocket &socket);
 
 /// Receives one message into @p message. Memory grows with what arrives, not with
-/// the length that the sender announces; what it sends after its message waits in the
-/// system.
+/// the length that the sender announces.
 Reception receiveMessage(QLocalSocket &socket, QString &message);
 
 /// Tells the sender that its message has arrived, if it is still there.

@@ -88,8 +88,8 @@ Q_SIGNALS:
     ///
     /// @p socket, a QLocalSocket, is the open connection to its sender. The receiver
     /// owns it: delete it (at once or later) or close it to release a sender that
-    /// waits. While nobody does, it stays open until the peer goes. It buffers at most
-    /// 64 KiB of what the sender may send after its message.
+    /// waits. While nobody does, it stays open until the peer goes, and keeps whatever
+    /// the sender sends after its message until somebody reads it.
     ///
     /// A message whose sender broke off arrives with the bytes that came; bytes that
     /// are no UTF-8 become U+FFFD.

@@ -1,0 +1,96 @@
+#!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 The libZeCore authors
+# SPDX-License-Identifier: LGPL-3.0-or-later
+"""Runs a program where a library gone wrong can do no harm.
+
+A change may take away what keeps the library from killing every process or from
+emptying every directory. So the program sees its own processes, shared memory and
+network only, and all files but those below the directories given are read-only.
+With the program goes whatever it has left: processes, shared memory, sockets.
+
+Usage: unshare --mount --pid --ipc --net --fork --kill-child --mount-proc
+           sandbox.py [SOURCE:TARGET]... -- PROGRAM [ARGUMENT...]
+SOURCE is writable, and seen as TARGET.
+"""
+
+import ctypes
+import fcntl
+import os
+import resource
+import socket
+import struct
+import sys
+
+MS_RDONLY, MS_NOSUID, MS_NODEV, MS_NOEXEC, MS_REMOUNT, MS_BIND = 1, 2, 4, 8, 32, 4096
+FLAGS = {"nosuid": MS_NOSUID, "nodev": MS_NODEV, "noexec": MS_NOEXEC}
+MEMORY = 8 << 30
+FILE_SIZE = 8 << 30
+
+libc = ctypes.CDLL(None, use_errno=True)
+
+
+def mount(source, target, kind, flags, data=None):
+    """True if it was done."""
+    return libc.mount(source.encode(), target.encode(), kind.encode() if kind else None,
+                      flags, data.encode() if data else None) == 0
+
+
+def make_all_read_only(writable):
+    with open("/proc/self/mountinfo", encoding="utf-8") as mounts:
+        fields = [line.split() for line in mounts]
+    for entry in fields:
+        target = entry[4].encode().decode("unicode_escape")
+        if target in writable or target == "/proc":
+            continue
+        flags = sum(FLAGS.get(option, 0) for option in entry[5].split(","))
+        mount("none", target, None, MS_REMOUNT | MS_BIND | MS_RDONLY | flags)
+    for path in ("/", os.path.dirname(os.path.abspath(__file__))):
+        if not os.statvfs(path).f_flag & os.ST_RDONLY:
+            sys.exit(f"sandbox: {path} is not read-only")
+
+
+def start_loopback():
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as any_socket:
+        request = struct.pack("16sh14x", b"lo", 1)  # IFF_UP
+        fcntl.ioctl(any_socket, 0x8914, request)  # SIOCSIFFLAGS
+
+
+def limit_resources():
+    resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
+    resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_SIZE, FILE_SIZE))
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+
+def run(command):
+    """Runs it as the first process's child; gives its status, as a shell does."""
+    child = os.fork()
+    if child == 0:
+        limit_resources()
+        os.execvp(command[0], command)
+    while True:
+        # Orphans come here as well and are not to stay as zombies.
+        pid, status = os.wait()
+        if pid == child:
+            code = os.waitstatus_to_exitcode(status)
+            return code if code >= 0 else 128 - code
+
+
+def main():
+    separator = sys.argv.index("--")
+    binds = [argument.split(":") for argument in sys.argv[1:separator]]
+    if os.getpid() != 1:
+        sys.exit(__doc__)
+    for source, target in binds:
+        if not mount(source, target, None, MS_BIND):
+            sys.exit(f"sandbox: cannot show {source} as {target}")
+    directory = os.getcwd()
+    mount("none", "/dev/shm", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777")
+    mount("none", "/run", "tmpfs", MS_NOSUID | MS_NODEV, "mode=755")
+    make_all_read_only({target for _, target in binds} | {"/dev/shm", "/run"})
+    start_loopback()
+    os.chdir(directory)
+    sys.exit(run(sys.argv[separator + 1:]))
+
+
+if __name__ == "__main__":
+    main()

@@ -37,7 +37,10 @@ FOLDERS = ("core", "log", "singleapp", "http", "util", "files")
 LIMIT = 95.0
 
 # They try how the library is packed and documented, not what it does.
-OTHER_TESTS = re.compile(r"package_|docs$|readme_languages$|translations_|lnav_format$")
+OTHER_TESTS = re.compile(r"package_|guide_|readme_|demo_|docs$|translations_|lnav_format$")
+
+# They compile sources of the library themselves, so they are built with each change.
+OWN_PROGRAMS = ("tst_storage", "tst_system")
 
 Test = collections.namedtuple("Test", "name command environment directory folder")
 Result = collections.namedtuple("Result", "mutant outcome by seconds")
@@ -52,11 +55,17 @@ def say(text):
 
 # --- choosing -----------------------------------------------------------------
 
+def tracked_files(*paths):
+    """What is in the repository or will be."""
+    listing = subprocess.run(["git", "-c", "safe.directory=*", "ls-files", "-z", "--cached",
+                              "--others", "--exclude-standard", *paths],
+                             cwd=ROOT, check=True, capture_output=True, text=True).stdout
+    return sorted(name for name in set(listing.split("\0")) if name and (ROOT / name).is_file())
+
+
 def sources():
     """The library's own sources. Public headers declare, and all tests depend on them."""
-    names = subprocess.run(["git", "-c", "safe.directory=*", "ls-files", "-co", "--exclude-standard", *FOLDERS], cwd=ROOT,
-                           check=True, capture_output=True, text=True).stdout.split()
-    return sorted(name for name in names if name.endswith((".cpp", "_p.h")))
+    return [name for name in tracked_files(*FOLDERS) if name.endswith((".cpp", "_p.h"))]
 
 
 def squeezed(text):
@@ -139,7 +148,7 @@ class Choice:
 # --- building -----------------------------------------------------------------
 
 class Tree:
-    """A copy of the sources with a build of its own."""
+    """A copy of the sources with a build of the library of its own."""
 
     def __init__(self, number):
         self.root = OUTPUT / f"tree-{number}"
@@ -151,6 +160,12 @@ class Tree:
         self.environment = {**os.environ, "CCACHE_BASEDIR": str(self.root),
                             "CCACHE_NOHASHDIR": "1", "LC_ALL": "C.UTF-8"}
 
+    def library(self):
+        return (self.build / "libZeCore.so").resolve()
+
+    def own_programs(self):
+        return [self.build / "tests" / name for name in OWN_PROGRAMS]
+
     def prepare(self):
         self._copy_sources()
         options = [] if shutil.which("ninja") is None else ["-G", "Ninja"]
@@ -158,10 +173,14 @@ class Tree:
             options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
         if not (self.build / "CMakeCache.txt").exists():
             self._run(["cmake", "-S", str(self.source), "-B", str(self.build), *options,
-                       "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O1 -DNDEBUG",
+                       "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O0 -DNDEBUG",
                        "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"])
-        self._run(["cmake", "--build", str(self.build), "--parallel", "2"])
+        self._run(self._build_command(2))
         self._original = self._digest()
+
+    def _build_command(self, jobs):
+        return ["cmake", "--build", str(self.build), "--parallel", str(jobs),
+                "--target", "ZeCore", *OWN_PROGRAMS]
 
     def _run(self, command):
         done = subprocess.run(command, env=self.environment, stdout=subprocess.PIPE,
@@ -170,9 +189,7 @@ class Tree:
             sys.exit(f"{' '.join(command)}\n{done.stdout[-4000:]}")
 
     def _copy_sources(self):
-        names = subprocess.run(["git", "-c", "safe.directory=*", "ls-files", "-co", "--exclude-standard", "-z"], cwd=ROOT,
-                               check=True, capture_output=True, text=True).stdout.split("\0")
-        names = {name for name in names if name and (ROOT / name).is_file()}
+        names = set(tracked_files())
         for old in list(self.source.rglob("*")) if self.source.exists() else []:
             if old.is_file() and str(old.relative_to(self.source)) not in names:
                 old.unlink()
@@ -185,19 +202,17 @@ class Tree:
             shutil.copymode(ROOT / name, copy)
 
     def _digest(self):
-        """Of all that the tests run; the same for a change that the compiler makes nothing of."""
-        digest = hashlib.sha256((self.build / "libZeCore.so").read_bytes())
-        for path in sorted((self.build / "tests").iterdir()):
-            if path.is_file() and os.access(path, os.X_OK):
-                digest.update(path.read_bytes())
+        """The same for a change that the compiler makes nothing of."""
+        digest = hashlib.sha256()
+        for path in [self.library(), *self.own_programs()]:
+            digest.update(path.read_bytes())
         return digest.digest()
 
     def build_with(self, name, text):
         """Builds with other contents of a source: "changed", "same" or "broken"."""
         (self.source / name).write_text(text, encoding="utf-8")
-        done = subprocess.run(["cmake", "--build", str(self.build), "--parallel", "1"],
-                              env=self.environment, stdout=subprocess.PIPE,
-                              stderr=subprocess.STDOUT, check=False)
+        done = subprocess.run(self._build_command(1), env=self.environment,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
         if done.returncode != 0:
             return "broken"
         return "same" if self._digest() == self._original else "changed"
@@ -209,50 +224,72 @@ class Tree:
 
 # --- testing ------------------------------------------------------------------
 
-def tests_of(tree):
-    """What ctest would run, with the folder of the sources of each."""
-    listing = subprocess.run(["ctest", "--show-only=json-v1"], cwd=tree.build, check=True,
-                             capture_output=True, text=True).stdout
-    found = []
-    for entry in json.loads(listing)["tests"]:
-        if OTHER_TESTS.match(entry["name"]):
-            continue
-        properties = {item["name"]: item["value"] for item in entry.get("properties", ())}
-        environment = dict(text.split("=", 1) for text in properties.get("ENVIRONMENT", ()))
-        places = list((ROOT / "tests").glob(f"*/{entry['name']}.cpp"))
-        found.append(Test(entry["name"], entry["command"], environment,
-                          properties.get("WORKING_DIRECTORY", str(tree.build)),
-                          places[0].parent.name if places else ""))
-    return found
+class Programs:
+    """The test programs of a build, with its library replaced when they run."""
+
+    def __init__(self, build, pattern):
+        self.directory = build / "tests"
+        self.library = (build / "libZeCore.so").resolve()
+        self.copy = OUTPUT / "tests"
+        self.tests = [test for test in self._listed(build) if re.search(pattern, test.name)]
+        # The build may go on to change.
+        shutil.rmtree(self.copy, ignore_errors=True)
+        self.copy.mkdir(parents=True)
+        for path in self.directory.iterdir():
+            if path.is_file() and os.access(path, os.X_OK):
+                shutil.copy2(path, self.copy)
+
+    @staticmethod
+    def _listed(build):
+        """What ctest would run, with the folder of the sources of each."""
+        listing = subprocess.run(["ctest", "--show-only=json-v1"], cwd=build, check=True,
+                                 capture_output=True, text=True).stdout
+        for entry in json.loads(listing)["tests"]:
+            if OTHER_TESTS.match(entry["name"]):
+                continue
+            properties = {item["name"]: item["value"] for item in entry.get("properties", ())}
+            environment = dict(text.split("=", 1) for text in properties.get("ENVIRONMENT", ()))
+            places = list((ROOT / "tests").glob(f"*/{entry['name']}.cpp"))
+            yield Test(entry["name"], entry.get("command", ["missing"]), environment,
+                       properties.get("WORKING_DIRECTORY", str(build)),
+                       places[0].parent.name if places else "")
 
 
-FAILURE = re.compile(rb"^(?:FAIL!|XPASS)  : \w+::(\w+)\(", re.MULTILINE)
+FAILURE = re.compile(rb"^(?:FAIL!|XPASS) +: \w+::(\w+)\(")
 
 
 class Runner:
     """Runs tests in sandboxes."""
 
-    def __init__(self, tree):
+    def __init__(self, tree, programs):
         self._tree = tree
+        self._programs = programs
+
+    def _prepare(self):
+        for directory in (self._tree.tests, self._tree.temporary):
+            shutil.rmtree(directory, ignore_errors=True)
+        shutil.copytree(self._programs.copy, self._tree.tests)
+        for path in self._tree.own_programs():
+            shutil.copy2(path, self._tree.tests)
+        self._tree.temporary.mkdir()
+        self._tree.temporary.chmod(0o1777)
+
+    def _sandbox(self):
+        tree, programs = self._tree, self._programs
+        return ["unshare", "--mount", "--pid", "--ipc", "--net", "--fork", "--kill-child",
+                "--mount-proc", sys.executable, "-B", str(SANDBOX),
+                f"{tree.library()}:{programs.library}", f"{tree.tests}:{programs.directory}",
+                f"{tree.temporary}:{tree.temporary}", "--"]
 
     def run(self, test, limit, function=None):
         """"passed", "failed" or "timed out", the seconds, and the function that failed.
 
         Ends with the first failure that a test reports."""
-        tree = self._tree
-        for directory, copied in ((tree.tests, tree.build / "tests"), (tree.temporary, None)):
-            shutil.rmtree(directory, ignore_errors=True)
-            if copied:
-                shutil.copytree(copied, directory, symlinks=True)
-            else:
-                directory.mkdir()
-        tree.temporary.chmod(0o1777)
-        command = ["unshare", "--mount", "--pid", "--ipc", "--net", "--fork", "--kill-child",
-                   "--mount-proc", sys.executable, str(SANDBOX), f"{tree.tests}:{tree.build}/tests",
-                   f"{tree.temporary}:{tree.temporary}", "--", *test.command]
-        command += [function] if function else []
-        environment = {**tree.environment, **test.environment, "TMPDIR": str(tree.temporary),
-                       "HOME": str(tree.temporary)}
+        self._prepare()
+        command = [*self._sandbox(), *test.command, *([function] if function else [])]
+        temporary = str(self._tree.temporary)
+        environment = {**self._tree.environment, **test.environment,
+                       "TMPDIR": temporary, "HOME": temporary}
         start = time.monotonic()
         process = subprocess.Popen(command, cwd=test.directory, env=environment,
                                    stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
@@ -268,29 +305,29 @@ class Runner:
         failed = None
         with process.stdout:
             for line in process.stdout:
-                failed = failed or FAILURE.match(line)
-                if failed and not function:
+                failed = FAILURE.match(line)
+                if failed:
                     process.kill()
                     break
             process.wait()
         timer.cancel()
         seconds = time.monotonic() - start
-        if timed_out.is_set() and not failed:
+        if failed:
+            return "failed", seconds, failed.group(1).decode()
+        if timed_out.is_set():
             return "timed out", seconds, None
-        if failed or process.returncode != 0:
-            return "failed", seconds, failed.group(1).decode() if failed else None
-        return "passed", seconds, None
+        return "failed" if process.returncode else "passed", seconds, None
 
 
 class Worker:
     """Tries mutants in its tree."""
 
-    def __init__(self, tree, choice, history):
+    def __init__(self, tree, programs, choice, history):
         self._tree = tree
-        self._runner = Runner(tree)
+        self._runner = Runner(tree, programs)
         self._choice = choice
         self._history = history
-        self._tests = tests_of(tree)
+        self._tests = programs.tests
 
     def measure(self):
         """Runs the tests with the library as it is."""
@@ -419,6 +456,9 @@ def arguments():
     parser.add_argument("--file", help="only sources with this in their path")
     parser.add_argument("--list", action="store_true", help="only show what would be tried first")
     parser.add_argument("--again", action="store_true", help="only the survivors of the last run")
+    parser.add_argument("--build", default=ROOT / "build" / "release",
+                        help="the build whose test programs are used (build/release)")
+    parser.add_argument("--tests", default="", help="only tests whose name matches this")
     return parser.parse_args()
 
 
@@ -471,7 +511,8 @@ def main():
         say(f"Building {tree.build.relative_to(ROOT)}")
         tree.prepare()
     history = History()
-    workers = [Worker(tree, choice, history) for tree in trees]
+    programs = Programs(pathlib.Path(options.build).resolve(), options.tests)
+    workers = [Worker(tree, programs, choice, history) for tree in trees]
     say("The tests without any change")
     workers[0].measure()
 

@@ -30,7 +30,10 @@ def bare_name(function):
     name = function.replace("(anonymous namespace)::", "").replace("ZeCore::", "")
     name = re.sub(r"\[abi:\w+\]", "", name)
     name = name.replace("operator()", "lambda")
-    return re.sub(r"\(.*", "", re.sub(r"<[^()]*>", "", name)).split()[-1]
+    template = None
+    while template != name:
+        template, name = name, re.sub(r"<[^<>]*>", "", name)
+    return re.sub(r"\(.*", "", name).split()[-1]
 
 
 def function_at(functions, number):

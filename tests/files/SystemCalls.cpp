@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -18,6 +19,8 @@ thread_local SystemCalls::Behaviour t_behaviour;
 thread_local SystemCalls::Counts t_counts;
 thread_local bool t_isActive = false;
 thread_local int t_writes = 0;
+thread_local int t_seeks = 0;
+thread_local bool t_wasInterrupted = false;
 
 int fail(int error)
 {
@@ -25,12 +28,41 @@ int fail(int error)
     return -1;
 }
 
+/// Every other call of those that transfer data.
+bool isInterrupted()
+{
+    if (!t_isActive || !t_behaviour.interruptions)
+        return false;
+    t_wasInterrupted = !t_wasInterrupted;
+    return t_wasInterrupted;
+}
+
+off64_t seek(int file, off64_t offset, int whence)
+{
+    if (t_isActive && t_behaviour.seekError != 0 && ++t_seeks >= t_behaviour.firstFailingSeek)
+        return fail(t_behaviour.seekError);
+    return ::syscall(SYS_lseek, file, offset, whence);
+}
+
+/// What the kernel does in a file system that shares blocks.
+int cloneFile(int to, int from)
+{
+    ++t_counts.clones;
+    char block[4096];
+    ssize_t count = 0;
+    for (off64_t at = 0; (count = ::pread64(from, block, sizeof block, at)) > 0; at += count) {
+        if (::pwrite64(to, block, static_cast<size_t>(count), at) != count)
+            return fail(EIO);
+    }
+    return 0;
+}
+
 int openFile(const char *path, int flags, mode_t mode)
 {
     if (std::strncmp(path, "/dev/", 5) == 0 && std::strncmp(path, "/dev/shm/", 9) != 0)
         ++t_counts.devicesOpened;
-    if (t_isActive && !t_behaviour.unnamedFiles && (flags & O_TMPFILE) == O_TMPFILE)
-        return fail(EOPNOTSUPP);
+    if (t_isActive && t_behaviour.unnamedFileError != 0 && (flags & O_TMPFILE) == O_TMPFILE)
+        return fail(t_behaviour.unnamedFileError);
     return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
@@ -50,6 +82,8 @@ void reset()
     t_behaviour = Behaviour();
     t_counts = Counts();
     t_writes = 0;
+    t_seeks = 0;
+    t_wasInterrupted = false;
     t_isActive = false;
 }
 
@@ -83,8 +117,8 @@ int open64(const char *path, int flags, ...)
 
 int linkat(int fromDirectory, const char *from, int toDirectory, const char *to, int flags) noexcept
 {
-    if (t_isActive && (flags & AT_EMPTY_PATH) && !t_behaviour.linkByDescriptor)
-        return fail(ENOENT);
+    if (t_isActive && (flags & AT_EMPTY_PATH) && t_behaviour.descriptorLinkError != 0)
+        return fail(t_behaviour.descriptorLinkError);
     if (t_isActive && std::strncmp(from, "/proc/", 6) == 0 && !t_behaviour.linkThroughProc)
         return fail(ENOENT);
     return static_cast<int>(::syscall(SYS_linkat, fromDirectory, from, toDirectory, to, flags));
@@ -94,6 +128,8 @@ ssize_t copy_file_range(int from, off64_t *fromOffset, int to, off64_t *toOffset
                         unsigned flags)
 {
     const int call = t_counts.kernelCopies++;
+    if (isInterrupted())
+        return fail(EINTR);
     if (t_isActive && t_behaviour.kernelCopyError != 0
         && (call > 0 || t_behaviour.kernelCopyAtOnce))
         return fail(t_behaviour.kernelCopyError);
@@ -107,6 +143,8 @@ ssize_t copy_file_range(int from, off64_t *fromOffset, int to, off64_t *toOffset
 ssize_t write(int file, const void *data, size_t size)
 {
     if (t_isActive && file > STDERR_FILENO) {
+        if (isInterrupted())
+            return fail(EINTR);
         if (t_behaviour.writeError != 0 && t_writes++ > 0)
             return fail(t_behaviour.writeError);
         if (t_behaviour.shortWrites && size > 1)
@@ -124,8 +162,31 @@ int fchmod(int file, mode_t mode) noexcept
 
 ssize_t read(int file, void *data, size_t size)
 {
+    if (isInterrupted())
+        return fail(EINTR);
     const bool isShort = t_isActive && t_behaviour.shortReads && size > 1000;
     return ::syscall(SYS_read, file, data, isShort ? 1000 : size);
+}
+
+off_t lseek(int file, off_t offset, int whence) noexcept
+{
+    return seek(file, offset, whence);
+}
+
+off64_t lseek64(int file, off64_t offset, int whence) noexcept
+{
+    return seek(file, offset, whence);
+}
+
+int ioctl(int file, unsigned long request, ...) noexcept
+{
+    va_list arguments;
+    va_start(arguments, request);
+    const long argument = va_arg(arguments, long);
+    va_end(arguments);
+    if (t_isActive && t_behaviour.clones && request == FICLONE)
+        return cloneFile(file, static_cast<int>(argument));
+    return static_cast<int>(::syscall(SYS_ioctl, file, request, argument));
 }
 
 int fdatasync(int file)

@@ -12,8 +12,8 @@ namespace SystemCalls {
 /// What the next calls do.
 struct Behaviour
 {
-    bool unnamedFiles = true;      ///< open() knows O_TMPFILE
-    bool linkByDescriptor = true;  ///< linkat() knows AT_EMPTY_PATH
+    int unnamedFileError = 0;      ///< of open() with O_TMPFILE
+    int descriptorLinkError = 0;   ///< of linkat() with AT_EMPTY_PATH
     bool linkThroughProc = true;   ///< /proc is there
     int kernelCopyError = 0;       ///< of copy_file_range(), from the second call on
     bool kernelCopyAtOnce = false; ///< the error from the first call on
@@ -24,6 +24,10 @@ struct Behaviour
     bool shortWrites = false;      ///< write() takes one byte less than given
     int modeError = 0;             ///< of fchmod(), as on FAT, which keeps no modes
     bool kernelCopyStops = false;  ///< copy_file_range() says "end" from the second call on
+    bool interruptions = false;    ///< every other read, write and copy fails with EINTR
+    int seekError = 0;             ///< of lseek()
+    int firstFailingSeek = 1;      ///< the number of the first call that fails so
+    bool clones = false;           ///< ioctl() knows FICLONE
 };
 
 /// What has been called since reset().
@@ -33,6 +37,7 @@ struct Counts
     int fileSyncs = 0;
     int kernelCopies = 0;
     int devicesOpened = 0;
+    int clones = 0;
 };
 
 /// From now on, until reset(). Only for the thread that calls it.

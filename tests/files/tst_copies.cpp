@@ -135,6 +135,11 @@ private Q_SLOTS:
     void permissions();
     void otherKernels_data();
     void otherKernels();
+    void clones();
+    void seekErrors_data();
+    void seekErrors();
+    void targetWithoutDirectory();
+    void targetThatCannotBeListed();
     void fileSystemWithoutModes();
     void writeErrors_data();
     void writeErrors();
@@ -201,6 +206,20 @@ private:
             QTest::newRow(fileCopiers[i].name) << i;
     }
     QString path(const QString &name) const { return m_tree->path(name); }
+
+    /// A file of which only the parts given, offset and size, take room.
+    void writeIslands(const QString &name, const QByteArray &content,
+                      const QVector<QPair<int, int>> &parts) const
+    {
+        QFile file(path(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        for (const QPair<int, int> &part : parts) {
+            QVERIFY(file.seek(part.first));
+            QCOMPARE(file.write(content.constData() + part.first, part.second),
+                     qint64(part.second));
+        }
+        QCOMPARE(file.size(), qint64(content.size()));
+    }
 
     std::unique_ptr<FileTree> m_tree;
     std::unique_ptr<Capture> m_capture;
@@ -538,13 +557,17 @@ void tst_Copies::otherKernels_data()
     QTest::addColumn<SystemCalls::Behaviour>("behaviour");
     SystemCalls::Behaviour behaviour;
     QTest::newRow("this one") << behaviour;
-    behaviour.linkByDescriptor = false;
-    QTest::newRow("links through /proc") << behaviour;
+    for (const int error : {ENOENT, EPERM, EINVAL}) {
+        behaviour.descriptorLinkError = error;
+        QTest::addRow("links through /proc: %d", error) << behaviour;
+    }
     behaviour.linkThroughProc = false;
     QTest::newRow("no /proc") << behaviour;
     behaviour = {};
-    behaviour.unnamedFiles = false;
-    QTest::newRow("no unnamed files") << behaviour;
+    for (const int error : {EOPNOTSUPP, EISDIR, EINVAL, ENOSYS}) {
+        behaviour.unnamedFileError = error;
+        QTest::addRow("no unnamed files: %d", error) << behaviour;
+    }
     for (const int error : {EXDEV, ENOSYS, EINVAL, EOPNOTSUPP, EPERM}) {
         behaviour = {};
         behaviour.kernelCopyError = error;
@@ -562,6 +585,12 @@ void tst_Copies::otherKernels_data()
     behaviour = {};
     behaviour.kernelCopyStops = true;
     QTest::newRow("copying stops midway") << behaviour;
+    behaviour = {};
+    behaviour.interruptions = true;
+    QTest::newRow("interruptions") << behaviour;
+    behaviour = {};
+    behaviour.seekError = EINVAL; // before Linux 3.1, for example
+    QTest::newRow("does not know holes") << behaviour;
 }
 
 void tst_Copies::otherKernels()
@@ -574,12 +603,18 @@ void tst_Copies::otherKernels()
     m_tree->mode("large", 0640);
     m_tree->file("sparse", "");
     QVERIFY(QFile::resize(path("sparse"), 1 << 20));
+    // An island bigger than what one call copies, and data to the end.
+    QByteArray islands(3 << 20, '\0');
+    islands.replace(1 << 20, large.size(), large);
+    islands += small;
+    writeIslands("islands", islands, {{1 << 20, large.size()}, {3 << 20, small.size()}});
     m_tree->file("old", "old");
     m_tree->link("nowhere", "dangling");
     SystemCalls::behave(behaviour);
     QVERIFY(service().copyDirectoryFile(path("small"), path("small2"), {}, false));
     QVERIFY(service().copyDirectoryFile(path("large"), path("large2"), {}, false));
     QVERIFY(service().copyDirectoryFile(path("sparse"), path("sparse2"), {}, false));
+    QVERIFY(service().copyDirectoryFile(path("islands"), path("islands2"), {}, false));
     QVERIFY(service().copyDirectoryFile(path("small"), path("old"), {}, true));
     QVERIFY(!service().copyDirectoryFile(path("small"), path("dangling"), {}, true));
     QVERIFY(SystemCalls::counts().kernelCopies > 0);
@@ -588,9 +623,86 @@ void tst_Copies::otherKernels()
     QCOMPARE(m_tree->content("large2"), large);
     QCOMPARE(m_tree->mode("large2"), mode_t(0640));
     QCOMPARE(m_tree->content("sparse2"), QByteArray(1 << 20, '\0'));
+    QVERIFY(m_tree->content("islands2") == islands);
     QCOMPARE(m_tree->content("old"), small);
     QVERIFY(!m_tree->exists("nowhere"));
-    QCOMPARE(m_tree->names().size(), 8);
+    QCOMPARE(m_tree->names().size(), 10);
+}
+
+/// A file system that shares blocks copies nothing; small files are not worth asking.
+void tst_Copies::clones()
+{
+    const QByteArray large = pattern(1000003);
+    m_tree->file("large", large);
+    m_tree->file("small", pattern(65536));
+    SystemCalls::Behaviour behaviour;
+    behaviour.clones = true;
+    SystemCalls::behave(behaviour);
+    QVERIFY(service().copyDirectoryFile(path("large"), path("large2"), {}, false));
+    QCOMPARE(SystemCalls::counts().clones, 1);
+    QCOMPARE(SystemCalls::counts().kernelCopies, 0);
+    QVERIFY(service().copyDirectoryFile(path("small"), path("small2"), {}, false));
+    QCOMPARE(SystemCalls::counts().clones, 1);
+    SystemCalls::reset();
+    QCOMPARE(m_tree->content("large2"), large);
+    QCOMPARE(m_tree->content("small2"), pattern(65536));
+}
+
+void tst_Copies::seekErrors_data()
+{
+    QTest::addColumn<int>("error");
+    QTest::addColumn<int>("call");
+    // Of the source: data, hole, back to the data; then the same place in the target.
+    for (int call = 1; call <= 8; ++call)
+        QTest::addRow("call %d", call) << EIO << call;
+    QTest::newRow("holes forgotten midway") << EINVAL << 5;
+}
+
+void tst_Copies::seekErrors()
+{
+    QFETCH(int, error);
+    QFETCH(int, call);
+    const QByteArray island = pattern(100000);
+    writeIslands("source", QByteArray(1 << 20, '\0') + island + QByteArray(1 << 20, '\0') + island,
+                 {{1 << 20, island.size()}, {(2 << 20) + island.size(), island.size()}});
+    SystemCalls::Behaviour behaviour;
+    behaviour.seekError = error;
+    behaviour.firstFailingSeek = call;
+    SystemCalls::behave(behaviour);
+    QVERIFY(!service().copyDirectoryFile(path("source"), path("target"), {}, false));
+    SystemCalls::reset();
+    QCOMPARE(m_capture->take(),
+             QStringList{line(
+                 'W', "copyDirectoryFile",
+                 QString("error:copy[%1] to [%2] failed").arg(path("source"), path("target")))});
+    QCOMPARE(m_tree->names(), QStringList("source"));
+}
+
+void tst_Copies::targetWithoutDirectory()
+{
+    m_tree->file("x", "x");
+    QVERIFY(QDir::setCurrent(m_tree->path()));
+    QVERIFY(service().copyDirectoryFile("x", "y", {}, false));
+    QVERIFY(QDir::setCurrent(m_startDir));
+    QCOMPARE(m_tree->content("y"), QByteArray("x"));
+}
+
+/// More files than are synced one by one; what cannot be opened is not synced.
+void tst_Copies::targetThatCannotBeListed()
+{
+    for (int i = 0; i < 40; ++i)
+        m_tree->file(QString("a/%1").arg(i), "x");
+    m_tree->directory("b");
+    m_tree->mode("b", 0333);
+    {
+        const Unprivileged unprivileged;
+        SystemCalls::reset();
+        QVERIFY(service().copyDirectoryFiles(path("a"), path("b"), {}, false));
+        QCOMPARE(SystemCalls::counts().fileSystemSyncs, 0);
+    }
+    m_tree->mode("b", 0755);
+    QCOMPARE(m_tree->names("b"), m_tree->names("a"));
+    QCOMPARE(m_capture->take(), QStringList());
 }
 
 /// FAT keeps no modes, and refuses to set them.
@@ -599,7 +711,7 @@ void tst_Copies::fileSystemWithoutModes()
     m_tree->file("a/x", "x");
     SystemCalls::Behaviour behaviour;
     for (const bool unnamed : {true, false}) {
-        behaviour.unnamedFiles = unnamed;
+        behaviour.unnamedFileError = unnamed ? 0 : EOPNOTSUPP;
         behaviour.modeError = EPERM;
         SystemCalls::behave(behaviour);
         QVERIFY(service().copyDirectoryFile(path("a/x"), path("x"), {}, true));
@@ -617,7 +729,7 @@ void tst_Copies::writeErrors_data()
     for (const bool unnamed : {true, false}) {
         for (const int error : {ENOSPC, EIO, EDQUOT}) {
             SystemCalls::Behaviour behaviour;
-            behaviour.unnamedFiles = unnamed;
+            behaviour.unnamedFileError = unnamed ? 0 : EOPNOTSUPP;
             behaviour.kernelCopyError = error;
             QTest::addRow("in the kernel, %s: %d", unnamed ? "unnamed" : "named", error)
                 << behaviour;

@@ -146,6 +146,7 @@ private Q_SLOTS:
     void creationOrderOfEqualTimes();
     void creationOrderOfShuffledLists();
     void creationOrderLines();
+    void creationTimeOfResources();
 
 private:
     static void addCollectors()
@@ -910,6 +911,18 @@ void tst_FileLists::creationOrderLines()
     }
     QCOMPARE(m_capture->take(), lines);
     QCOMPARE(namesOf(list), QStringList({"a", "b"}));
+}
+
+/// They know neither birth nor change of status, and say when their file was modified.
+void tst_FileLists::creationTimeOfResources()
+{
+    QList<QFileInfo> list{QFileInfo(":/files/b.txt")};
+    const QDateTime time = list.first().lastModified();
+    QVERIFY(time.isValid());
+    service().moveToListFirst(list);
+    QString text;
+    QDebug(&text).noquote() << "[" << time << time.toMSecsSinceEpoch() << "]";
+    QCOMPARE(m_capture->take(), QStringList{"D [debug][moveToListFirst] " + text.trimmed()});
 }
 
 QTEST_GUILESS_MAIN(tst_FileLists)

@@ -11,6 +11,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtCore/QTemporaryDir>
+#include <QtCore/QTextCodec>
 #include <QtTest/QTest>
 
 #include <algorithm>
@@ -56,6 +57,8 @@ private Q_SLOTS:
     void keepNewestInTheHourThatComesTwice();
     void keepNewestFilters_data();
     void keepNewestFilters();
+    void keepNewestBeyondAscii();
+    void keepNewestInAnotherEncoding();
     void keepNewestLinksAndOthers();
     void keepNewestIgnoresFailures();
     void keepNewestElsewhere_data();
@@ -215,6 +218,11 @@ void tst_Retention::keepNewestFilters_data()
                                  << without({"[x].txt", "b.txt", "log"});
     QTest::newRow("question mark") << QStringList{"?.log"} << without({"A.LOG", "a.log"});
     QTest::newRow("set") << QStringList{"[ab].*"} << without({"A.LOG", "a.log", "b.txt"});
+    QTest::newRow("star and question mark")
+        << QStringList{"*.?og"} << without({".a.log", "A.LOG", "a.log"});
+    QTest::newRow("star and set") << QStringList{"*.[bt]xt"} << without({"[x].txt", "b.txt"});
+    QTest::newRow("two stars") << QStringList{"*lo*"}
+                               << without({".a.log", "A.LOG", "a.log", "alog", "log"});
     QTest::newRow("exact name") << QStringList{"ALOG"} << without({"alog"});
     QTest::newRow("nothing matches") << QStringList{"*.zip"} << all;
     QTest::newRow("empty filter") << QStringList{""} << all;
@@ -235,6 +243,39 @@ void tst_Retention::keepNewestFilters()
     for (const QString &name : qtNames)
         QVERIFY(!left.contains(name));
     QCOMPARE(qtNames.size() + left.size(), 7);
+}
+
+void tst_Retention::keepNewestBeyondAscii()
+{
+    for (const char *name : {"eins.ä", "zwei.Ä", "drei.a"})
+        makeFile(QString::fromUtf8(name));
+    QVERIFY(service().removeLastDateTimeFiles(m_dir->path(), {QStringLiteral("*.ä")}, 0));
+    QCOMPARE(files(), QStringList{"drei.a"});
+}
+
+/// Names are read in the local encoding; those that it does not have do not count.
+void tst_Retention::keepNewestInAnotherEncoding()
+{
+    const auto makeNative = [this](const char *name) {
+        const QByteArray native = QFile::encodeName(m_dir->path()) + '/' + name;
+        const int descriptor = ::open(native.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+        QVERIFY(descriptor >= 0);
+        ::close(descriptor);
+    };
+    makeNative("a.\xBF\xAA");
+    makeNative("b.\xFF");
+    makeNative("c.log");
+    QTextCodec *const before = QTextCodec::codecForLocale();
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("GB18030"));
+    const bool byName =
+        service().removeLastDateTimeFiles(m_dir->path(), {QStringLiteral("*.开")}, 0);
+    const bool others = service().removeLastDateTimeFiles(m_dir->path(), {}, 0);
+    QTextCodec::setCodecForLocale(before);
+    QVERIFY(byName);
+    QVERIFY(others);
+    const QByteArray invalid = QFile::encodeName(m_dir->path()) + "/b.\xFF";
+    QCOMPARE(::unlink(invalid.constData()), 0); // all that is left
+    QVERIFY(m_dir->remove());
 }
 
 void tst_Retention::keepNewestLinksAndOthers()

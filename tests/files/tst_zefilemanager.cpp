@@ -15,10 +15,12 @@
 #include <QtCore/QWeakPointer>
 #include <QtTest/QTest>
 
+#include <csignal>
 #include <memory>
 #include <thread>
 #include <vector>
 
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -113,6 +115,7 @@ private Q_SLOTS:
     void writeJsonTextsAreTranslatable();
     void removeDirOrFile_data();
     void removeDirOrFile();
+    void removeDirOrFileOfShortNames();
     void removeDirOrFileMissing_data();
     void removeDirOrFileMissing();
     void removeDirOrFileDenied();
@@ -124,6 +127,7 @@ private Q_SLOTS:
     void truncateFileFailures();
     void truncateFileInTheLocalEncoding();
     void truncateFileThatIsLarge();
+    void truncateFileOnAFullDisk();
     void successKeepsTheLastError();
 
 private:
@@ -683,6 +687,21 @@ void tst_ZeFileManager::removeDirOrFile()
         ::close(socket);
 }
 
+/// Relative ones can be as short as what stands for a directory.
+void tst_ZeFileManager::removeDirOrFileOfShortNames()
+{
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(m_dir->path()));
+    for (const char *name : {"a", "ab", "a/", "ab//", "a/.", "a/./"}) {
+        const QString bare = QString(name).remove('/').remove('.');
+        QVERIFY(QDir().mkpath(bare + "/below"));
+        QVERIFY2(service().removeDirOrFile(name), name);
+        QVERIFY2(!QFileInfo::exists(bare), name);
+    }
+    QVERIFY(QDir::setCurrent(before));
+    QVERIFY(m_capture->lines().isEmpty());
+}
+
 void tst_ZeFileManager::removeDirOrFileMissing_data()
 {
     QTest::addColumn<QString>("name");
@@ -844,6 +863,24 @@ void tst_ZeFileManager::truncateFileThatIsLarge()
     makeFile(path("file"), content);
     QVERIFY(service().truncateFile(path("file"), 199999));
     QCOMPARE(contentOf(path("file")), content.mid(content.indexOf('\n') + 1));
+}
+
+/// The lines are at the start of the file before anything behind them goes.
+void tst_ZeFileManager::truncateFileOnAFullDisk()
+{
+    const QByteArray content = "first\n" + QByteArray(100, 'x') + "\nlast\n";
+    makeFile(path("file"), content);
+    rlimit before = {};
+    QCOMPARE(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    rlimit none = before;
+    none.rlim_cur = 0;
+    const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+    QCOMPARE(::setrlimit(RLIMIT_FSIZE, &none), 0);
+    const bool result = service().truncateFile(path("file"), 1);
+    QCOMPARE(::setrlimit(RLIMIT_FSIZE, &before), 0);
+    std::signal(SIGXFSZ, previous);
+    QVERIFY(result); // callers rely on true for a file that opened
+    QCOMPARE(contentOf(path("file")), content);
 }
 
 void tst_ZeFileManager::successKeepsTheLastError()

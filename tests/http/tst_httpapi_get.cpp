@@ -587,6 +587,8 @@ void tst_HttpApiGet::addresses_data()
     QTest::addColumn<QByteArray>("sent");
     QTest::addColumn<QString>("shown"); // in the log
     QTest::newRow("plain") << "/a/b.zip" << QByteArray("/a/b.zip") << "/a/b.zip";
+    QTest::newRow("marks that are never encoded")
+        << "/a-b_c:80/d.e" << QByteArray("/a-b_c:80/d.e") << "/a-b_c:80/d.e";
     QTest::newRow("no path") << "" << QByteArray("/") << "";
     QTest::newRow("blank") << "/a b" << QByteArray("/a%20b") << "/a b";
     QTest::newRow("encoded blank") << "/a%20b" << QByteArray("/a%20b") << "/a b";

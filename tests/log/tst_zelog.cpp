@@ -5,6 +5,7 @@
 #include "files/ZeFileManager.h"
 #include "log/ZeLog.h"
 #include "support/Capture.h"
+#include "support/Child.h"
 #include "support/StderrTo.h"
 #include "support/TestClock.h"
 #include "support/Unprivileged.h"
@@ -167,6 +168,7 @@ private Q_SLOTS:
     void queuedLinesStayAfterStop();
     void cannotOpenFile_data();
     void cannotOpenFile();
+    void withoutAnApplication();
     void cannotOpenForLackOfRights();
     void fullDisk();
     void removeLogsKeepsFifty();
@@ -578,6 +580,8 @@ void tst_ZeLog::cannotOpenFile_data()
                                         << "No such file or directory";
     QTest::newRow("name too long") << "long"
                                    << "File name too long";
+    QTest::newRow("name that would end early") << "NUL"
+                                               << "Invalid argument";
 }
 
 void tst_ZeLog::cannotOpenFile()
@@ -592,7 +596,7 @@ void tst_ZeLog::cannotOpenFile()
     } else if (setUp == "gone") {
         QVERIFY(QDir(m_logDir).removeRecursively());
     } else {
-        name = QString(300, 'n');
+        name = setUp == "NUL" ? QString::fromLatin1("a\0b", 3) : QString(300, 'n');
         ZeLog::s_LogName = name;
     }
     const QtMessageHandler previous = qInstallMessageHandler(ZeLog::outputMessage);
@@ -607,6 +611,26 @@ void tst_ZeLog::cannotOpenFile()
              (QStringList{"[260115 083012.045][Zemix][error][run] Open log file failed["
                               + fileName(name) + "]:" + reason,
                           "[260115 083012.045][Zemix]piles up"}));
+}
+
+/// There is no directory to go to after pruning, so the current one stays.
+void tst_ZeLog::withoutAnApplication()
+{
+    QVERIFY(QDir().mkpath(m_logDir));
+    for (int i = 0; i < 60; ++i)
+        makeFile(fileName(QString("old%1.log").arg(i, 2, 10, QChar('0'))));
+    const QTemporaryDir elsewhere;
+    TestSupport::ChildOptions options;
+    options.workingDirectory = elsewhere.path();
+    const TestSupport::ChildResult child =
+        TestSupport::runChild(TestSupport::helperPath("bare_child"), {m_logDir}, options);
+    QVERIFY2(child.endedWith(0), child.report());
+    const QByteArray directory = QFileInfo(elsewhere.path()).canonicalFilePath().toUtf8() + '\n';
+    QCOMPARE(child.out, directory + directory);
+    QCOMPARE(QDir(m_logDir).entryList({"old*.log"}).size(), 50);
+    const QStringList written = QDir(m_logDir).entryList({"ZemixPro_*.log"});
+    QCOMPARE(written.size(), 1);
+    QVERIFY(contentOf(fileName(written.first())).contains("[Zemix]bare\n"));
 }
 
 void tst_ZeLog::cannotOpenForLackOfRights()

@@ -39,6 +39,9 @@ LIMIT = 95.0
 # They try how the library is packed and documented, not what it does.
 OTHER_TESTS = re.compile(r"package_|guide_|readme_|demo_|docs$|translations_|lnav_format$")
 
+# Where tests find their temporary directory; short, since names of sockets are.
+TEMPORARY = "/run/t"
+
 # They compile sources of the library themselves, so they are built with each change.
 OWN_PROGRAMS = ("tst_storage", "tst_system")
 
@@ -279,7 +282,7 @@ class Runner:
         return ["unshare", "--mount", "--pid", "--ipc", "--net", "--fork", "--kill-child",
                 "--mount-proc", sys.executable, "-B", str(SANDBOX),
                 f"{tree.library()}:{programs.library}", f"{tree.tests}:{programs.directory}",
-                f"{tree.temporary}:{tree.temporary}", "--"]
+                f"{tree.temporary}:{TEMPORARY}", "--"]
 
     def run(self, test, limit, function=None):
         """"passed", "failed" or "timed out", the seconds, and the function that failed.
@@ -287,9 +290,8 @@ class Runner:
         Ends with the first failure that a test reports."""
         self._prepare()
         command = [*self._sandbox(), *test.command, *([function] if function else [])]
-        temporary = str(self._tree.temporary)
         environment = {**self._tree.environment, **test.environment,
-                       "TMPDIR": temporary, "HOME": temporary}
+                       "TMPDIR": TEMPORARY, "HOME": TEMPORARY}
         start = time.monotonic()
         process = subprocess.Popen(command, cwd=test.directory, env=environment,
                                    stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,

@@ -10,7 +10,7 @@ With the program goes whatever it has left: processes, shared memory, sockets.
 
 Usage: unshare --mount --pid --ipc --net --fork --kill-child --mount-proc
            sandbox.py [SOURCE:TARGET]... -- PROGRAM [ARGUMENT...]
-SOURCE is writable, and seen as TARGET.
+SOURCE is writable, and seen as TARGET, which is made if it is below /run.
 """
 
 import ctypes
@@ -35,6 +35,17 @@ def mount(source, target, kind, flags, data=None):
                       flags, data.encode() if data else None) == 0
 
 
+def mount_temporary(target, places):
+    """An empty directory, or one that shows the old contents if one of the places is there."""
+    if not any(place.startswith(target + "/") for place in places):
+        return mount("none", target, "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777")
+    for name, mode in (("upper", 0o1777), ("work", 0o755)):
+        os.mkdir(f"/run/{name}")
+        os.chmod(f"/run/{name}", mode)
+    return mount("none", target, "overlay", MS_NOSUID | MS_NODEV,
+                 f"lowerdir={target},upperdir=/run/upper,workdir=/run/work")
+
+
 def make_all_read_only(writable):
     with open("/proc/self/mountinfo", encoding="utf-8") as mounts:
         fields = [line.split() for line in mounts]
@@ -44,9 +55,8 @@ def make_all_read_only(writable):
             continue
         flags = sum(FLAGS.get(option, 0) for option in entry[5].split(","))
         mount("none", target, None, MS_REMOUNT | MS_BIND | MS_RDONLY | flags)
-    for path in ("/", os.path.dirname(os.path.abspath(__file__))):
-        if not os.statvfs(path).f_flag & os.ST_RDONLY:
-            sys.exit(f"sandbox: {path} is not read-only")
+    if not os.statvfs("/").f_flag & os.ST_RDONLY:
+        sys.exit("sandbox: files can be changed")
 
 
 def start_loopback():
@@ -80,13 +90,19 @@ def main():
     binds = [argument.split(":") for argument in sys.argv[1:separator]]
     if os.getpid() != 1:
         sys.exit(__doc__)
-    for source, target in binds:
-        if not mount(source, target, None, MS_BIND):
-            sys.exit(f"sandbox: cannot show {source} as {target}")
     directory = os.getcwd()
+    # Opened first: another /tmp may hide them.
+    sources = [f"/proc/self/fd/{os.open(source, os.O_PATH)}" for source, _ in binds]
     mount("none", "/dev/shm", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777")
     mount("none", "/run", "tmpfs", MS_NOSUID | MS_NODEV, "mode=755")
-    make_all_read_only({target for _, target in binds} | {"/dev/shm", "/run"})
+    if not mount_temporary("/tmp", [__file__, directory, *sum(binds, [])]):
+        sys.exit("sandbox: no /tmp")
+    for source, (name, target) in zip(sources, binds):
+        if target.startswith("/run/"):
+            os.mkdir(target)
+        if not mount(source, target, None, MS_BIND):
+            sys.exit(f"sandbox: cannot show {name} as {target}")
+    make_all_read_only({target for _, target in binds} | {"/dev/shm", "/run", "/tmp"})
     start_loopback()
     os.chdir(directory)
     sys.exit(run(sys.argv[separator + 1:]))

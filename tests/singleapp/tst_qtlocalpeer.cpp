@@ -13,6 +13,7 @@
 #include <QtCore/QPointer>
 
 #include <QtCore/QtEndian>
+#include <QtNetwork/QLocalServer>
 #include <QtNetwork/QLocalSocket>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
@@ -193,6 +194,8 @@ private Q_SLOTS:
     void sendWithoutServerListens();
     void sendTo_data();
     void sendTo();
+    void sendWaitsForNobody();
+    void announcementOfNobody();
     void sendWaitsForTheReceiver();
     void sendWaitsThoughItFailed();
     void unreceivedMessageKeepsItsConnection();
@@ -640,6 +643,7 @@ void tst_QtLocalPeer::sendTo_data()
     QTest::addColumn<int>("atLeastMs");
     QTest::addColumn<int>("atMostMs"); // with much room for slow machines
     QTest::newRow("answer in pieces") << "slow" << 10000 << true << 100 << 9000;
+    QTest::newRow("no limit for the answer") << "slow" << -1 << true << 100 << 9000;
     QTest::newRow("listens before the second attempt") << "late" << 10000 << true << 250 << 9000;
     QTest::newRow("nobody listens") << "lock" << 10000 << false << 250 << 9000;
     QTest::newRow("nobody listens, no time") << "lock" << 1 << false << 250 << 5000;
@@ -669,6 +673,25 @@ void tst_QtLocalPeer::sendTo()
     const qint64 elapsed = timer.elapsed();
     QVERIFY2(elapsed >= atLeastMs, QByteArray::number(elapsed).constData());
     QVERIFY2(elapsed <= atMostMs, QByteArray::number(elapsed).constData());
+}
+
+/// The receiver may be gone by the time that there is something to wait for.
+void tst_QtLocalPeer::sendWaitsForNobody()
+{
+    LiveChild other(peerHelper, {QStringLiteral("fake"), m_id, QStringLiteral("close")});
+    QCOMPARE(other.line(), QByteArray("ready"));
+    QtLocalPeer peer(nullptr, m_id);
+    QVERIFY(!peer.sendMessage(QStringLiteral("x"), 10000, true));
+}
+
+void tst_QtLocalPeer::announcementOfNobody()
+{
+    Server server(m_id);
+    auto *const local = server.peer().findChild<QLocalServer *>();
+    QVERIFY(local);
+    Q_EMIT local->newConnection();
+    QCOMPARE(server.texts(), QStringList());
+    QCOMPARE(m_capture->take(), QStringList());
 }
 
 void tst_QtLocalPeer::sendWaitsForTheReceiver()

@@ -54,6 +54,7 @@ private Q_SLOTS:
     void modelFileThatCannotBeOpened();
     void hostName_data();
     void hostName();
+    void hostNameWithoutShell();
     void initMemberAgain();
     void errorAndDebugTexts();
     void byteArrayList();
@@ -255,6 +256,21 @@ void tst_PublicClass::hostName()
              child.report());
     QVERIFY2(child.err.contains("[返回cmd指令结果:"), child.report());
     QVERIFY2(!child.err.contains("DoNotPrint"), child.report());
+}
+
+void tst_PublicClass::hostNameWithoutShell()
+{
+    if (QFile::exists("/etc/zcname"))
+        QSKIP("this machine is a controller: its own model file decides");
+    if (!TestSupport::canMountPrivately())
+        QSKIP("needs a private mount namespace to hide the shell");
+    const ChildResult child = TestSupport::runInPrivateMounts(
+        "mount --bind /dev/null /bin/bash", TestSupport::helperPath("util_child"), {"identity"});
+    QVERIFY2(child.endedWith(0), child.report());
+    const QStringList lines = QString::fromUtf8(child.out).split('\n');
+    QCOMPARE(lines.at(0), QStringLiteral("1"));
+    QCOMPARE(lines.at(1), QStringLiteral("ZC930"));
+    QVERIFY2(lines.at(2).startsWith("Error:PublicClass::[cmd:hostname]exitCode:["), child.report());
 }
 
 void tst_PublicClass::initMemberAgain()

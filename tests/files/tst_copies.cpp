@@ -140,6 +140,7 @@ private Q_SLOTS:
     void seekErrors();
     void targetWithoutDirectory();
     void targetThatCannotBeListed();
+    void readError();
     void fileSystemWithoutModes();
     void writeErrors_data();
     void writeErrors();
@@ -705,6 +706,18 @@ void tst_Copies::targetThatCannotBeListed()
     QCOMPARE(m_capture->take(), QStringList());
 }
 
+/// What cannot be read leaves nothing behind.
+void tst_Copies::readError()
+{
+    const QString source = "/proc/self/mem"; // nothing is mapped at its beginning
+    QVERIFY(!service().copyDirectoryFile(source, path("target"), {}, false));
+    QCOMPARE(
+        m_capture->take(),
+        QStringList{line('W', "copyDirectoryFile",
+                         QString("error:copy[%1] to [%2] failed").arg(source, path("target")))});
+    QCOMPARE(m_tree->names(), QStringList());
+}
+
 /// FAT keeps no modes, and refuses to set them.
 void tst_Copies::fileSystemWithoutModes()
 {
@@ -744,6 +757,14 @@ void tst_Copies::writeErrors()
 {
     QFETCH(SystemCalls::Behaviour, behaviour);
     m_tree->file("a/large", pattern(1000003));
+    const QByteArray island = pattern(300000);
+    writeIslands("sparse", QByteArray(1 << 20, '\0') + island, {{1 << 20, island.size()}});
+    SystemCalls::behave(behaviour);
+    QVERIFY(!service().copyDirectoryFile(path("sparse"), path("target"), {}, false));
+    QCOMPARE(m_capture->take(),
+             QStringList{line(
+                 'W', "copyDirectoryFile",
+                 QString("error:copy[%1] to [%2] failed").arg(path("sparse"), path("target")))});
     SystemCalls::behave(behaviour);
     QVERIFY(!service().copyDirectoryFile(path("a/large"), path("target"), {}, false));
     QCOMPARE(m_capture->take(),
@@ -752,7 +773,7 @@ void tst_Copies::writeErrors()
                  QString("error:copy[%1] to [%2] failed").arg(path("a/large"), path("target")))});
     QVERIFY(!service().copyDirectoryFiles(path("a"), path("b"), {}, false));
     SystemCalls::reset();
-    QCOMPARE(m_tree->names(), QStringList({"a", "b"}));
+    QCOMPARE(m_tree->names(), QStringList({"a", "b", "sparse"}));
     QCOMPARE(m_tree->names("b"), QStringList());
 }
 

@@ -218,6 +218,7 @@ private Q_SLOTS:
     void nestedInTheSignal();
     void emissionByOthersEndsTheWait();
     void outerReplyIsDroppedAtOnce();
+    void outerTimeOutIsDroppedAtOnce();
     void destroyedDuringTheWait();
     void threadThatCreatedIt();
     void otherThread();
@@ -589,6 +590,7 @@ void tst_HttpApiGet::addresses_data()
     QTest::newRow("plain") << "/a/b.zip" << QByteArray("/a/b.zip") << "/a/b.zip";
     QTest::newRow("marks that are never encoded")
         << "/a-b_c:80/d.e" << QByteArray("/a-b_c:80/d.e") << "/a-b_c:80/d.e";
+    QTest::newRow("looks like Punycode") << "/xn--a" << QByteArray("/xn--a") << "/xn--a";
     QTest::newRow("no path") << "" << QByteArray("/") << "";
     QTest::newRow("blank") << "/a b" << QByteArray("/a%20b") << "/a b";
     QTest::newRow("encoded blank") << "/a%20b" << QByteArray("/a%20b") << "/a b";
@@ -1105,6 +1107,29 @@ void tst_HttpApiGet::outerReplyIsDroppedAtOnce()
     QCOMPARE(http.getReq(), QVariant(QByteArray("inner")));
     QVERIFY(http.lastError().isEmpty());
     QCOMPARE(finished.count(), 1);
+}
+
+// The same with the time-out of the outer call instead of its reply.
+void tst_HttpApiGet::outerTimeOutIsDroppedAtOnce()
+{
+    HttpServer server;
+    server.answer("/inner", HttpServer::reply("200 OK", "inner"));
+    server.handle("/outer", [](QTcpSocket * /*never answered*/) {});
+    HttpApi http;
+    QSignalSpy finished(&http, &HttpApi::sigHttpRequstFinished);
+    QTimer::singleShot(100, &http, [&] {
+        const QPointer<QTimer> outerTimer = http.findChild<QTimer *>();
+        QVERIFY(outerTimer);
+        QVERIFY(http.getUrl(server.url(QStringLiteral("/inner"))));
+        outerTimer->start(1);
+        QTest::qWait(300);
+        QVERIFY(!outerTimer->isActive());
+    });
+    QVERIFY(http.getUrl(server.url(QStringLiteral("/outer"))));
+    QCOMPARE(http.getReq(), QVariant(QByteArray("inner")));
+    QVERIFY(http.lastError().isEmpty());
+    QCOMPARE(finished.count(), 1);
+    QVERIFY(http.children().isEmpty());
 }
 
 void tst_HttpApiGet::destroyedDuringTheWait()

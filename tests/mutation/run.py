@@ -131,10 +131,13 @@ class Choice:
         self.texts = {name: (ROOT / name).read_text(encoding="utf-8") for name in files}
         self._lock = threading.Lock()
         self._queues = {}
+        self.unknown = {change for change in known if change[0] in self.texts}
         sizes = {}
         for name, text in self.texts.items():
-            candidates = [mutant for mutant in mutants.mutants_of(name, text)
-                          if (name, *change_of(mutant, text)) not in known]
+            changes = {mutant: (name, *change_of(mutant, text))
+                       for mutant in mutants.mutants_of(name, text)}
+            self.unknown -= set(changes.values())
+            candidates = [mutant for mutant, change in changes.items() if change not in known]
             if candidates:
                 sizes[name] = sum(bool(line.strip()) and not line.strip().startswith("//")
                                   for line in text.splitlines())
@@ -495,6 +498,8 @@ def main():
     options = arguments()
     files = [name for name in sources() if not options.file or options.file in name]
     choice = Choice(files, options.count, options.seed, read_equivalent())
+    for file, before, after in sorted(choice.unknown):
+        say(f"{EQUIVALENT.name}: no such change of {file}: {before} -> {after}")
     if options.again:
         tasks = [(mutant.file, mutant) for mutant in survivors_of_last_run(choice.texts)]
     else:

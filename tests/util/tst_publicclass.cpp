@@ -388,6 +388,7 @@ void tst_PublicClass::waitMilliseconds_data()
 {
     QTest::addColumn<int>("ms");
     QTest::newRow("some") << 120;
+    QTest::newRow("one") << 1;
     QTest::newRow("none") << 0;
     QTest::newRow("negative") << -1;
     QTest::newRow("most negative") << std::numeric_limits<int>::min();

@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -599,6 +600,7 @@ void tst_ZeLog::cannotOpenFile()
         name = setUp == "NUL" ? QString::fromLatin1("a\0b", 3) : QString(300, 'n');
         ZeLog::s_LogName = name;
     }
+    const int inputFlags = ::fcntl(STDIN_FILENO, F_GETFD);
     const QtMessageHandler previous = qInstallMessageHandler(ZeLog::outputMessage);
     log.start();
     logText("dropped with its batch");
@@ -606,6 +608,7 @@ void tst_ZeLog::cannotOpenFile()
     qInstallMessageHandler(previous);
     QVERIFY(ended);
     QVERIFY(!log.isNeedStop());
+    QCOMPARE(::fcntl(STDIN_FILENO, F_GETFD), inputFlags); // only what was opened is closed
     logText("piles up");
     QCOMPARE(ZeLog::_stringList,
              (QStringList{"[260115 083012.045][Zemix][error][run] Open log file failed["

@@ -609,6 +609,7 @@ void tst_HttpApiGet::addresses_data()
     QTest::newRow("fragment is not sent") << "/a?x#part" << QByteArray("/a?x") << "/a?x#part";
     QTest::newRow("line feeds make no header")
         << "/a\r\nX-Other: 1" << QByteArray("/a%0D%0AX-Other:%201") << "/a%0D%0AX-Other: 1";
+    QTest::newRow("number sign in a fragment") << "/a#b#c" << QByteArray("/a") << "/a#b%23c";
     QTest::newRow("quotes") << "/\"x\"<y>" << QByteArray("/%22x%22%3Cy%3E") << "/%22x%22%3Cy%3E";
 }
 

@@ -282,8 +282,9 @@ class Runner:
 
     def _sandbox(self):
         tree, programs = self._tree, self._programs
-        return ["unshare", "--mount", "--pid", "--ipc", "--net", "--fork", "--kill-child",
-                "--mount-proc", sys.executable, "-B", str(SANDBOX),
+        # Ends with this program, however it ends, and everything in it as well.
+        return ["setpriv", "--pdeathsig", "KILL", "unshare", "--mount", "--pid", "--ipc", "--net",
+                "--fork", "--kill-child", "--mount-proc", sys.executable, "-B", str(SANDBOX),
                 f"{tree.library()}:{programs.library}", f"{tree.tests}:{programs.directory}",
                 f"{tree.temporary}:{TEMPORARY}", "--"]
 

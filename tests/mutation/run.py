@@ -437,11 +437,11 @@ def summary_of(results):
     return f"{caught} of {count} mutants caught ({share:.1f} %), {count - caught} survived"
 
 
-def survivors_of_last_run(texts):
-    """Those that can still be found in the sources, whatever their lines are now."""
+def survivors_of_last_run(texts, known):
+    """Those that can still be found in the sources and are not explained by now."""
     entries = json.loads((OUTPUT / "report.json").read_text(encoding="utf-8"))
     wanted = {(entry["file"], *entry["change"]) for entry in entries
-              if entry["outcome"] == "survived"}
+              if entry["outcome"] == "survived"} - known
     found = []
     for name, text in texts.items():
         for mutant in mutants.mutants_of(name, text):
@@ -498,11 +498,12 @@ def run_all(tasks, workers, texts, title):
 def main():
     options = arguments()
     files = [name for name in sources() if not options.file or options.file in name]
-    choice = Choice(files, options.count, options.seed, read_equivalent())
+    known = read_equivalent()
+    choice = Choice(files, options.count, options.seed, known)
     for file, before, after in sorted(choice.unknown):
         say(f"{EQUIVALENT.name}: no such change of {file}: {before} -> {after}")
     if options.again:
-        tasks = [(mutant.file, mutant) for mutant in survivors_of_last_run(choice.texts)]
+        tasks = [(mutant.file, mutant) for mutant in survivors_of_last_run(choice.texts, known)]
     else:
         tasks = [(name, None) for name, share in choice.shares.items() for _ in range(share)]
     if options.list:

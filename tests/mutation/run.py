@@ -507,8 +507,8 @@ def main():
     else:
         tasks = [(name, None) for name, share in choice.shares.items() for _ in range(share)]
     if options.list:
-        for file, _ in tasks:
-            mutant = choice.next(file)
+        for file, given in tasks:
+            mutant = given or choice.next(file)
             print(diff_of(mutant, choice.texts[mutant.file]))
         return
     if os.geteuid() != 0:

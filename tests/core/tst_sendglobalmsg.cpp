@@ -4,6 +4,7 @@
 #include "core/SendGlobalMsg.h"
 #include "support/Capture.h"
 
+#include <QtCore/QLoggingCategory>
 #include <QtCore/QMetaEnum>
 #include <QtCore/QMetaMethod>
 #include <QtCore/QThread>
@@ -70,6 +71,7 @@ class tst_SendGlobalMsg : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void rulesSilenceTheLine();
     // First, since the one object cannot be deleted.
     void threadsGetTheSameObject();
     void objectHasNoParent();
@@ -305,6 +307,23 @@ void tst_SendGlobalMsg::sendersOnManyThreads()
     QVERIFY(there.isEachSenderInOrder());
     elsewhere.quit();
     QVERIFY(elsewhere.wait(30000));
+}
+
+/// What the logging rules of the program drop is not written; the signals come all the same.
+void tst_SendGlobalMsg::rulesSilenceTheLine()
+{
+    SendGlobalMsg bus(nullptr);
+    QSignalSpy sent(&bus, &SendGlobalMsg::sigSendGlobalMsg);
+    QLoggingCategory::setFilterRules("default.debug=false");
+    Capture capture;
+    bus.sendGlobalMsg(SendGlobalMsg::E_GS_SaveLayout, true);
+    const QStringList silenced = capture.take();
+    QLoggingCategory::setFilterRules(QString());
+    bus.sendGlobalMsg(SendGlobalMsg::E_GS_SaveLayout, true);
+    QCOMPARE(silenced, QStringList());
+    QCOMPARE(capture.take(),
+             QStringList{"D [debug][sendGlobalMsg] [ E_GS_SaveLayout QVariant(bool, true) ]"});
+    QCOMPARE(sent.count(), 2);
 }
 
 QTEST_GUILESS_MAIN(tst_SendGlobalMsg)

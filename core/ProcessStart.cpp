@@ -19,6 +19,10 @@ struct ProcessParts : QProcess
     using QProcess::setProcessState;
 };
 
+/// Qt's text, which Qt's own catalogues translate. Not at its place, where it would get
+/// into the library's.
+constexpr char forkFailure[] = "Resource error (fork failure): %1";
+
 } // namespace
 
 void startProcess(QProcess &process, const QString &program, const QStringList &arguments)
@@ -31,9 +35,8 @@ void startProcess(QProcess &process, const QString &program, const QStringList &
     // Qt 5.15 takes the -1 of a system call that failed for the id of a process. It might
     // wait for it for ever; and to kill it is to kill every process of the user.
     (process.*&ProcessParts::setProcessState)(QProcess::NotRunning);
-    (process
-     .*&ProcessParts::setErrorString)(QProcess::tr("Resource error (fork failure): %1")
-                                          .arg(qt_error_string(error != 0 ? error : EAGAIN)));
+    const QString reason = qt_error_string(error != 0 ? error : EAGAIN);
+    (process.*&ProcessParts::setErrorString)(QProcess::tr(forkFailure).arg(reason));
 }
 
 } // namespace ZeCore

@@ -19,19 +19,42 @@ namespace ZeCore {
 
 namespace {
 
-/// Creates the file if nothing has its name; a link has it as well. Returns false if
-/// there is no file afterwards.
-bool createMissing(const QByteArray &path)
+/// The file, created unless something has its name; a link has it as well.
+class NewFile
 {
-    int descriptor = -1;
-    do {
-        descriptor = ::open(path.constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    } while (descriptor < 0 && errno == EINTR);
-    if (descriptor < 0)
-        return errno == EEXIST;
-    ::close(descriptor); // a new file: no lock of this process can be on it
-    return true;
-}
+public:
+    explicit NewFile(const QByteArray &path)
+    {
+        do {
+            m_descriptor = ::open(path.constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        } while (m_descriptor < 0 && errno == EINTR);
+        m_isThere = m_descriptor >= 0 || errno == EEXIST;
+    }
+    /// Closes it only if it is new: no lock of this process can be on it.
+    ~NewFile()
+    {
+        if (m_descriptor >= 0)
+            ::close(m_descriptor);
+    }
+    Q_DISABLE_COPY(NewFile)
+
+    /// Whether anything has the name.
+    bool isThere() const { return m_isThere; }
+
+    /// Removes it if it is new and no other process has locked it in the meantime.
+    void withdraw(const QByteArray &path) const
+    {
+        struct flock record = {};
+        record.l_type = F_WRLCK;
+        record.l_whence = SEEK_SET;
+        if (m_descriptor >= 0 && ::fcntl(m_descriptor, F_SETLK, &record) == 0)
+            ::unlink(path.constData());
+    }
+
+private:
+    int m_descriptor = -1;
+    bool m_isThere = false;
+};
 
 bool isTrusted(const struct stat &status)
 {
@@ -51,18 +74,22 @@ bool openLockFile(QtLockedFile &file)
     constexpr int attempts = 100;
     const QByteArray path = QFile::encodeName(file.fileName());
     for (int attempt = 0; attempt < attempts; ++attempt) {
+        const NewFile created(path);
         struct stat named = {};
-        if (!createMissing(path))
+        if (!created.isThere())
             return false;
         if (::lstat(path.constData(), &named) != 0)
             continue;
-        if (!isTrusted(named))
+        if (!isTrusted(named)) {
+            created.withdraw(path);
             return false;
+        }
         struct stat opened = {};
         if (file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)
             && ::fstat(file.handle(), &opened) == 0 && isSame(named, opened))
             return true;
         file.close();
+        created.withdraw(path);
     }
     return false;
 }

@@ -396,7 +396,8 @@ public:
     /// @note A relative path starts at the current directory, unlike in writeIni().
     QVariant readIni(const QString &path, const QString &key);
     /// Stores @p value under @p key in the INI file @p path of the application
-    /// directory, even if @p path begins with "/". Errors are not reported.
+    /// directory, even if @p path begins with "/". Errors are not reported; if the disk
+    /// has no room for a new file beside the old, the old stays as it is.
     void writeIni(const QString &path, const QString &key, const QVariant &value);
 
     /// The lines of the UTF-8 file @p path, each up to its first NUL and without

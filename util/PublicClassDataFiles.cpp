@@ -6,6 +6,7 @@
 #include "core/JsonTree_p.h"
 #include "core/LogTag_p.h"
 #include "util/LineCollector_p.h"
+#include "util/SettingsRoom_p.h"
 #include "util/TextUpToNul_p.h"
 
 #include <QtCore/QCoreApplication>
@@ -21,6 +22,13 @@ namespace {
 
 using ZeCore::logDebug;
 using ZeCore::logWarning;
+
+/// The characters of a text or of a list of texts; 0 for anything else, which is short.
+qint64 lengthOf(const QVariant &value)
+{
+    const QString list = value.toStringList().join(QLatin1Char(','));
+    return qMax(value.toString().size(), list.size());
+}
 
 /// Parses @p data; logs and returns false if it is no JSON or an empty document.
 bool parseDocument(const char *operation, const QByteArray &data, QJsonDocument &document)
@@ -150,7 +158,8 @@ QVariant PublicClass::readIni(const QString &path, const QString &key)
 void PublicClass::writeIni(const QString &path, const QString &key, const QVariant &value)
 {
     QSettings settings(inApplicationDir(path), QSettings::IniFormat);
-    settings.setValue(key, value);
+    if (ZeCore::hasRoomForSettings(settings.fileName(), key.size() + lengthOf(value)))
+        settings.setValue(key, value);
 }
 
 QStringList PublicClass::readTxt(const QString &path)

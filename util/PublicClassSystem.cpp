@@ -6,6 +6,7 @@
 #include "core/LogTag_p.h"
 #include "core/ProcessStart_p.h"
 #include "util/CommandLine_p.h"
+#include "util/SettingsRoom_p.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QProcess>
@@ -122,13 +123,14 @@ void PublicClass::setAutoBootSoftware(bool on)
     QSettings settings(
         QStringLiteral("HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Run"),
         QSettings::NativeFormat);
-    if (!on) {
-        settings.remove(key);
-        return;
-    }
     QString program = QCoreApplication::applicationFilePath();
     program.replace(QLatin1Char('/'), QLatin1Char('\\'));
-    settings.setValue(key, program);
+    if (!ZeCore::hasRoomForSettings(settings.fileName(), key.size() + program.size()))
+        return;
+    if (on)
+        settings.setValue(key, program);
+    else
+        settings.remove(key);
 }
 
 void PublicClass::autoBootSoftware(bool on)

@@ -51,6 +51,8 @@ private Q_SLOTS:
     void constructorAndDestructorLog();
     void modelFile_data();
     void modelFile();
+    void settingsOnAFullDisk_data();
+    void settingsOnAFullDisk();
     void modelFileThatCannotBeOpened();
     void hostName_data();
     void hostName();
@@ -199,6 +201,44 @@ void tst_PublicClass::modelFile()
     QCOMPARE(QString::fromUtf8(child.err),
              "[debug][PublicClass] [new PublicClass()]\n[debug][initMember] _zcType: "
                  + QString::number(code) + " ZC-Name: " + name + "\n[debug][~PublicClass]\n");
+}
+
+void tst_PublicClass::settingsOnAFullDisk_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QStringList>("arguments");
+    const QString run = R"(HKEY_CURRENT_USER\Software\Microsoft\Windows\CurrentVersion\Run)";
+    QTest::newRow("writeIni") << "set.ini"
+                              << QStringList{"writeIni", "set.ini", "key", QString(12000, 'x')};
+    QTest::newRow("writeIni, a short value")
+        << "set.ini" << QStringList{"writeIni", "set.ini", "key", "x"};
+    QTest::newRow("setAutoBootSoftware") << run << QStringList{"autoBoot"};
+}
+
+/// Blocks that are free, but too few, have Qt put an empty file in the place of the old.
+void tst_PublicClass::settingsOnAFullDisk()
+{
+    if (!TestSupport::canMountPrivately())
+        QSKIP("this user cannot mount a small file system");
+    QFETCH(QString, file);
+    QFETCH(QStringList, arguments);
+    const QTemporaryDir directory;
+    QVERIFY(QDir(directory.path()).mkpath("small") && QDir(directory.path()).mkpath("result"));
+    const QByteArray settings = "[General]\nold=" + QByteArray(13000, 'o') + '\n';
+    writeFile(directory.filePath("settings"), settings);
+    // Two blocks stay free, for directory entries and the like. The file system is gone
+    // with the child: it copies what is there for the test.
+    const QString shell = QString("cd '%1/small' && cp ../settings '%2' && head -c 40960 /dev/zero"
+                                  " >rest && \"$0\" \"$@\"; rm rest; cp -a . ../result")
+                              .arg(directory.path(), file);
+    const auto child = TestSupport::runInPrivateMounts(
+        QString("mount -t tmpfs -o size=64k tmpfs '%1'").arg(directory.filePath("small")),
+        "/bin/sh", QStringList{"-c", shell, TestSupport::helperPath("util_child")} + arguments);
+    QVERIFY2(child.endedWith(0), child.report());
+    QCOMPARE(QDir(directory.filePath("result")).entryList(QDir::Files), QStringList{file});
+    QFile after(directory.filePath("result/" + file));
+    QVERIFY(after.open(QIODevice::ReadOnly));
+    QCOMPARE(after.readAll(), settings);
 }
 
 void tst_PublicClass::modelFileThatCannotBeOpened()

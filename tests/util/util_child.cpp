@@ -4,10 +4,13 @@
 // Calls the utility service in a process of its own:
 //   util_child identity       prints zcType, zcName, lastError, appInfoDir and logDir
 //   util_child run COMMAND    prints the result of processCmd and its output
+//   util_child writeIni FILE KEY VALUE
+//   util_child autoBoot
 
 #include "util/PublicClass.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QDir>
 #include <QtCore/QTextStream>
 
 int main(int argc, char **argv)
@@ -30,6 +33,16 @@ int main(int argc, char **argv)
         QString text;
         const bool result = service.processCmd(arguments.value(2), text, 20000, true);
         out << (result ? "true" : "false") << '\n' << text << '\n';
+        return 0;
+    }
+    if (arguments.value(1) == "writeIni") {
+        const QDir program(QCoreApplication::applicationDirPath());
+        service.writeIni(program.relativeFilePath(QDir().absoluteFilePath(arguments.value(2))),
+                         arguments.value(3), arguments.value(4));
+        return 0;
+    }
+    if (arguments.value(1) == "autoBoot") {
+        service.setAutoBootSoftware(true);
         return 0;
     }
     return 64;

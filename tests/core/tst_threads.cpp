@@ -326,8 +326,8 @@ void tst_Threads::allServicesFromEightThreads()
     int messages = 0;
     auto *const app = qobject_cast<QtSingleCoreApplication *>(QCoreApplication::instance());
     connect(app, &QtSingleCoreApplication::messageReceived, this,
-            [&messages](const QString &text, QObject *socket) {
-                messages += text == QStringLiteral("message %1 终").arg(messages) ? 1 : 1000;
+            [count = &messages](const QString &text, QObject *socket) {
+                *count += text == QStringLiteral("message %1 终").arg(*count) ? 1 : 1000;
                 socket->deleteLater();
             });
     int queuedEvents = 0;

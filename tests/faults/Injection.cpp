@@ -138,28 +138,28 @@ QByteArray describe(const Plan &plan)
     return {};
 }
 
-QVector<Plan> plansFor(const QVector<int> &counts, bool allThreads)
+std::vector<Plan> plansFor(const QVector<int> &counts, bool allThreads)
 {
-    QVector<Plan> plans;
+    std::vector<Plan> plans;
     for (const Fate &fate : fates()) {
         const QVector<int> places = placesAmong(counts.at(fate.family));
         for (const int place : places) {
             Plan plan{Kind::Error, fate.family, place, 0, allThreads};
             for (const int error : fate.errors) {
                 plan.error = error;
-                plans.append(plan);
+                plans.push_back(plan);
             }
             plan.kind = Kind::Lasting;
             plan.error = fate.lastingError;
             if (plan.error != 0)
-                plans.append(plan);
+                plans.push_back(plan);
             plan.error = 0;
             plan.kind = Kind::Short;
             if (fate.isTransfer)
-                plans.append(plan);
+                plans.push_back(plan);
             plan.kind = Kind::FullDisk;
             if (fate.family == Write || fate.family == KernelCopy)
-                plans.append(plan);
+                plans.push_back(plan);
         }
     }
     return plans;

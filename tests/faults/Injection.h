@@ -9,6 +9,8 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QVector>
 
+#include <vector>
+
 namespace Faults {
 
 /// "open", "socket": what complaints call the calls of @p family.
@@ -23,7 +25,7 @@ QByteArray describe(const Plan &plan);
 /// Every call of a family has its turn if there are up to 40; of more, as of the polls
 /// of a long wait or of the files of a directory, 40 that are spread evenly, the first
 /// and the last among them.
-QVector<Plan> plansFor(const QVector<int> &counts, bool allThreads);
+std::vector<Plan> plansFor(const QVector<int> &counts, bool allThreads);
 
 } // namespace Faults
 

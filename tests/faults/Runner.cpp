@@ -96,7 +96,7 @@ QByteArray Runner::runOnly(const QByteArray &description)
     for (const std::atomic<int> &calls : m_slots.front()->shared->state.counts)
         counts.append(calls);
     m_calls = std::accumulate(counts.cbegin(), counts.cend(), 0);
-    QVector<Plan> plans = plansFor(counts, m_operation.allThreads);
+    std::vector<Plan> plans = plansFor(counts, m_operation.allThreads);
     plans.erase(std::remove_if(plans.begin(), plans.end(),
                                [&description](const Plan &plan) {
                                    return !describe(plan).startsWith(description);
@@ -106,7 +106,7 @@ QByteArray Runner::runOnly(const QByteArray &description)
     return m_complaints;
 }
 
-void Runner::runAll(const QVector<Plan> &plans)
+void Runner::runAll(const std::vector<Plan> &plans)
 {
     const auto isBusy = [](const std::unique_ptr<Slot> &slot) { return !slot->isFree(); };
     for (const Plan &plan : plans) {

@@ -36,7 +36,7 @@ public:
 private:
     struct Slot;
 
-    void runAll(const QVector<Plan> &plans);
+    void runAll(const std::vector<Plan> &plans);
     void start(Slot &slot, const Plan &plan);
     void waitForOne();
     void finish(Slot &slot, int status);

@@ -1350,11 +1350,12 @@ void tst_Copies::noDescriptorLeft()
     QCOMPARE(::getrlimit(RLIMIT_NOFILE, &before), 0);
     const rlimit none{0, before.rlim_max};
     QCOMPARE(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    const bool byName = service().copyDirectoryFiles(path("a"), path("b"), {}, true);
-    const bool bySuffix = service().copyDirectoryFilesSuffix(path("a"), path("b"), {}, true);
+    const bool isCopied = service().copyDirectoryFiles(path("a"), path("b"), {}, true);
+    const bool isCopiedBySuffix =
+        service().copyDirectoryFilesSuffix(path("a"), path("b"), {}, true);
     QCOMPARE(::setrlimit(RLIMIT_NOFILE, &before), 0);
-    QVERIFY(!byName);
-    QVERIFY(!bySuffix);
+    QVERIFY(!isCopied);
+    QVERIFY(!isCopiedBySuffix);
     QCOMPARE(m_capture->take(),
              (QStringList{line('W', "copyDirectoryFile",
                                QString("error:copy[%1] to [%2] failed").arg(path("a"), path("b"))),

@@ -42,6 +42,8 @@ int s_endRequests = -1;
 /// Shows whether the statics of the program were destroyed.
 struct LogsAtExit
 {
+    LogsAtExit() = default;
+    Q_DISABLE_COPY(LogsAtExit)
     ~LogsAtExit() { qWarning("static destructor"); }
 };
 

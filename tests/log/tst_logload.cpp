@@ -13,6 +13,7 @@
 #include <QtTest/QTest>
 
 #include <algorithm>
+#include <vector>
 
 using TestSupport::LogTally;
 
@@ -35,7 +36,7 @@ struct Sample
     qint64 residentKib;
 };
 
-qint64 mostResident(const QVector<Sample> &samples, qint64 from, qint64 to)
+qint64 mostResident(const std::vector<Sample> &samples, qint64 from, qint64 to)
 {
     qint64 most = 0;
     for (const Sample &sample : samples) {
@@ -81,12 +82,12 @@ void tst_LogLoad::everyLineIsAccountedFor()
     child.start(TestSupport::helperPath("flood_child"),
                 {"paced", dir.path(), QString::number(lines), QString::number(padding)});
     LogTally tally(dir.path(), floodThreads, padding);
-    QVector<Sample> samples;
+    std::vector<Sample> samples;
     while (child.state() != QProcess::NotRunning) {
         child.waitForReadyRead(500);
         while (child.canReadLine()) {
             const QList<QByteArray> words = child.readLine().trimmed().split(' ');
-            samples.append({words.at(0).toLongLong(), words.value(1).toLongLong()});
+            samples.push_back({words.at(0).toLongLong(), words.value(1).toLongLong()});
         }
         tally.readFinishedFiles();
     }

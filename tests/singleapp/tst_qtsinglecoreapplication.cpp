@@ -665,7 +665,8 @@ void tst_QtSingleCoreApplication::strangerMakesTheTable()
     const QByteArray errors = instance->errors();
     QVERIFY2(errors.startsWith("Failed to initialize instances shared memory: "),
              errors.constData());
-    QCOMPARE(errors.count('\n'), 1);
+    // gcov complains if this user's program is not to write what it has counted.
+    QCOMPARE(errors.count('\n') - errors.count("profiling:"), 1);
 
     QVERIFY(memory.detach());
     const QSystemSemaphore ownedNow(name, 1, QSystemSemaphore::Create);

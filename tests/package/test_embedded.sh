@@ -4,7 +4,7 @@
 #
 # Builds and runs a consumer that has the library's sources in its own build, and
 # checks that the library brings its code only: no tests, no examples, no installed
-# files of the consumer's, no warnings flags.
+# files of the consumer's, no warnings flags. A consumer may make unity builds.
 # Usage: test_embedded.sh SOURCE_DIR KIND COMPILER LAUNCHER [CMAKE_ARGUMENT...]
 # KIND is the folder in examples/consumers.
 
@@ -15,7 +15,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 cmake -S "$source_dir/examples/consumers/$kind" -B "$work" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \
-    -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG= \
+    -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG= -DCMAKE_UNITY_BUILD=ON \
     -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_COMPILER_LAUNCHER="$launcher" "$@" >/dev/null
 cmake --build "$work" >/dev/null
 

@@ -8,7 +8,8 @@
 //   peer_child fake ID ANSWER                holds the lock and answers with ANSWER:
 //     lock (does not listen), late (listens after a while), mute, slow (the right
 //     bytes one by one), nak, short ("ac", then closes), close, greedy (reads nothing),
-//     chatter (the right bytes, then many more, then closes)
+//     chatter (the right bytes, then many more, then closes), full (another waits to be
+//     accepted, for ever, and there is no room for a second)
 // Add "nobody" to have root's rights given up first; the names stay those of root.
 
 #include "Commands.h"
@@ -20,6 +21,10 @@
 #include <QtCore/QTimer>
 #include <QtNetwork/QLocalServer>
 #include <QtNetwork/QLocalSocket>
+
+#include <cstdio>
+
+#include <sys/socket.h>
 
 using TestSupport::say;
 using TestSupport::yesNo;
@@ -85,12 +90,25 @@ void answer(QLocalSocket *socket, const QString &kind)
     }
 }
 
+int stayFull(QLocalServer &server, const QString &name)
+{
+    server.listen(name);
+    ::listen(static_cast<int>(server.socketDescriptor()), 0);
+    QLocalSocket waiting;
+    waiting.connectToServer(name);
+    say("ready");
+    while (std::getchar() != EOF) { } // without events nothing is accepted
+    return 0;
+}
+
 int fake(const QString &name, const QString &kind)
 {
     QtLockedFile lock(QDir::tempPath() + QLatin1Char('/') + name + QLatin1String("-lockfile"));
     if (!lock.open(QIODevice::ReadWrite) || !lock.lock(QtLockedFile::WriteLock, false))
         return 3;
     QLocalServer server;
+    if (kind == QLatin1String("full"))
+        return stayFull(server, name);
     if (kind == QLatin1String("late")) {
         QTimer::singleShot(100, &server, [&server, name] { server.listen(name); });
     } else if (kind != QLatin1String("lock")) {

@@ -647,6 +647,7 @@ void tst_QtLocalPeer::sendTo_data()
     QTest::newRow("listens before the second attempt") << "late" << 10000 << true << 250 << 9000;
     QTest::newRow("nobody listens") << "lock" << 10000 << false << 250 << 9000;
     QTest::newRow("nobody listens, no time") << "lock" << 1 << false << 250 << 5000;
+    QTest::newRow("no room among those who wait") << "full" << 400 << false << 650 << 5000;
     QTest::newRow("never answers") << "mute" << 400 << false << 400 << 5000;
     QTest::newRow("never reads nor answers") << "greedy" << 400 << false << 400 << 5000;
     QTest::newRow("no time for an answer") << "mute" << 0 << false << 0 << 5000;

@@ -272,8 +272,8 @@ class Runner:
         self._programs = programs
 
     def _prepare(self):
-        for directory in (self._tree.tests, self._tree.temporary):
-            shutil.rmtree(directory, ignore_errors=True)
+        # shutil's rmtree() gives up on directories as deep as a mutant may leave.
+        subprocess.run(["rm", "-rf", self._tree.tests, self._tree.temporary], check=True)
         shutil.copytree(self._programs.copy, self._tree.tests)
         for path in self._tree.own_programs():
             shutil.copy2(path, self._tree.tests)
@@ -351,9 +351,11 @@ class Worker:
             if mutant is None:
                 return None
             text = self._choice.texts[mutant.file]
-            built = self._tree.build_with(mutant.file, mutants.applied(text, mutant))
-            result = self._judge(mutant) if built == "changed" else None
-            self._tree.restore(mutant.file, text)
+            try:
+                built = self._tree.build_with(mutant.file, mutants.applied(text, mutant))
+                result = self._judge(mutant) if built == "changed" else None
+            finally:
+                self._tree.restore(mutant.file, text)
             if result:
                 return result
             self._history.skipped[built] += 1
@@ -490,8 +492,13 @@ def run_all(tasks, workers, texts, title):
             say(f"[{len(results)}/{len(tasks)}] {describe(result, texts[result.mutant.file])}")
 
     with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
-        for done in [pool.submit(run, task) for task in tasks]:
-            done.result()
+        waiting = [pool.submit(run, task) for task in tasks]
+        try:
+            for done in concurrent.futures.as_completed(waiting):
+                done.result()
+        except BaseException:
+            pool.shutdown(cancel_futures=True)
+            raise
     return sorted(results, key=lambda result: (result.mutant.file, result.mutant.start))
 
 

@@ -397,7 +397,8 @@ public:
     QVariant readIni(const QString &path, const QString &key);
     /// Stores @p value under @p key in the INI file @p path of the application
     /// directory, even if @p path begins with "/". Errors are not reported; if the disk
-    /// has no room for a new file beside the old, the old stays as it is.
+    /// has no room for a new file beside the old, the old stays as it is. The room is
+    /// estimated from above: four bytes for each that may have to be escaped.
     void writeIni(const QString &path, const QString &key, const QVariant &value);
 
     /// The lines of the UTF-8 file @p path, each up to its first NUL and without

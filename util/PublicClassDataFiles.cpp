@@ -10,6 +10,7 @@
 #include "util/TextUpToNul_p.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QDataStream>
 #include <QtCore/QDateTime>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
@@ -23,11 +24,16 @@ namespace {
 using ZeCore::logDebug;
 using ZeCore::logWarning;
 
-/// The characters of a text or of a list of texts; 0 for anything else, which is short.
+/// How many characters QSettings may write for a value, before it escapes them.
 qint64 lengthOf(const QVariant &value)
 {
-    const QString list = value.toStringList().join(QLatin1Char(','));
-    return qMax(value.toString().size(), list.size());
+    if (value.userType() == QMetaType::QString)
+        return value.toString().size();
+    // Bytes, lists, maps: QSettings writes most of them in this form.
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    stream << value;
+    return bytes.size();
 }
 
 /// Parses @p data; logs and returns false if it is no JSON or an empty document.

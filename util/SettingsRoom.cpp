@@ -6,6 +6,7 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -38,17 +39,40 @@ private:
     int m_descriptor;
 };
 
+/// Bytes that no file of settings has more of for a character than an escaped one.
+constexpr qint64 bytesOfCharacter = 8;
+
+bool isWrittenAsItIs(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_'
+        || c == '-' || c == '.' || c == '\n';
+}
+
+/// What the settings of a file may take when they are written again: those edited by
+/// hand have characters in them that QSettings escapes, by "\xe6" or "%E6" a byte.
+qint64 sizeWrittenAgain(const QString &path)
+{
+    constexpr qint64 bytesOfEscape = 4;
+    constexpr qint64 blockSize = 65536;
+    qint64 size = 0;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return bytesOfEscape * file.size();
+    for (QByteArray block = file.read(blockSize); !block.isEmpty(); block = file.read(blockSize)) {
+        const auto plain = std::count_if(block.cbegin(), block.cend(), isWrittenAsItIs);
+        size += plain + bytesOfEscape * (block.size() - plain);
+    }
+    return size;
+}
+
 } // namespace
 
 bool hasRoomForSettings(const QString &path, qint64 added)
 {
-    // A character takes at most that many bytes; what was edited by hand grows as well.
-    constexpr qint64 bytesOfCharacter = 8;
-    constexpr qint64 growth = 2;
-    constexpr qint64 reserve = 16384;
+    constexpr qint64 reserve = 4096;                            // for the lock file of QSettings
     const QString target = QFileInfo(path).canonicalFilePath(); // of a link
     const QFileInfo file(target.isEmpty() ? path : target);
-    const qint64 size = growth * file.size() + bytesOfCharacter * added + reserve;
+    const qint64 size = sizeWrittenAgain(file.filePath()) + bytesOfCharacter * added + reserve;
     // Where such files cannot be made nothing is known, and Qt decides.
     const int error = UnnamedFile(file.path()).allocate(size);
     return error != ENOSPC && error != EDQUOT;

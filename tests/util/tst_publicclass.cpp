@@ -207,12 +207,29 @@ void tst_PublicClass::settingsOnAFullDisk_data()
 {
     QTest::addColumn<QString>("file");
     QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("value"); // of the settings as they were
+    QTest::addColumn<int>("freeBlocks");   // a block has 4 KiB
     const QString run = R"(HKEY_CURRENT_USER\Software\Microsoft\Windows\CurrentVersion\Run)";
+    const QByteArray plain(13000, 'o');
+    // Two blocks are for directory entries and the like.
     QTest::newRow("writeIni") << "set.ini"
-                              << QStringList{"writeIni", "set.ini", "key", QString(12000, 'x')};
+                              << QStringList{"writeIni", "set.ini", "key", QString(12000, 'x')}
+                              << plain << 2;
     QTest::newRow("writeIni, a short value")
-        << "set.ini" << QStringList{"writeIni", "set.ini", "key", "x"};
-    QTest::newRow("setAutoBootSoftware") << run << QStringList{"autoBoot"};
+        << "set.ini" << QStringList{"writeIni", "set.ini", "key", "x"} << plain << 2;
+    const auto writeOdd = [&](const char *row, int length, const char *kind) {
+        QTest::newRow(row) << "set.ini"
+                           << QStringList{"writeIni", "set.ini", "key", QString(length, 'x'), kind}
+                           << plain << 12;
+    };
+    writeOdd("writeIni, a map", 11300, "map");
+    writeOdd("writeIni, a list of a map", 11300, "list");
+    writeOdd("writeIni, bytes", 17000, "bytes");
+    // Written again, each of these bytes takes four.
+    QTest::newRow("writeIni, edited by hand")
+        << "set.ini" << QStringList{"writeIni", "set.ini", "key", "x"}
+        << QByteArray("\xE6\x97\xA5").repeated(6667) << 18;
+    QTest::newRow("setAutoBootSoftware") << run << QStringList{"autoBoot"} << plain << 2;
 }
 
 /// Blocks that are free, but too few, have Qt put an empty file in the place of the old.
@@ -222,17 +239,20 @@ void tst_PublicClass::settingsOnAFullDisk()
         QSKIP("this user cannot mount a small file system");
     QFETCH(QString, file);
     QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, value);
+    QFETCH(int, freeBlocks);
     const QTemporaryDir directory;
     QVERIFY(QDir(directory.path()).mkpath("small") && QDir(directory.path()).mkpath("result"));
-    const QByteArray settings = "[General]\nold=" + QByteArray(13000, 'o') + '\n';
+    const QByteArray settings = "[General]\nold=" + value + '\n';
     writeFile(directory.filePath("settings"), settings);
-    // Two blocks stay free, for directory entries and the like. The file system is gone
-    // with the child: it copies what is there for the test.
-    const QString shell = QString("cd '%1/small' && cp ../settings '%2' && head -c 40960 /dev/zero"
+    constexpr int blocks = 32;
+    const int rest = 4096 * (blocks - freeBlocks) - (settings.size() + 4095) / 4096 * 4096;
+    // The file system is gone with the child: it copies what is there for the test.
+    const QString shell = QString("cd '%1/small' && cp ../settings '%2' && head -c %3 /dev/zero"
                                   " >rest && \"$0\" \"$@\"; rm rest; cp -a . ../result")
-                              .arg(directory.path(), file);
+                              .arg(directory.path(), file, QString::number(rest));
     const auto child = TestSupport::runInPrivateMounts(
-        QString("mount -t tmpfs -o size=64k tmpfs '%1'").arg(directory.filePath("small")),
+        QString("mount -t tmpfs -o size=128k tmpfs '%1'").arg(directory.filePath("small")),
         "/bin/sh", QStringList{"-c", shell, TestSupport::helperPath("util_child")} + arguments);
     QVERIFY2(child.endedWith(0), child.report());
     QCOMPARE(QDir(directory.filePath("result")).entryList(QDir::Files), QStringList{file});

@@ -4,7 +4,7 @@
 // Calls the utility service in a process of its own:
 //   util_child identity       prints zcType, zcName, lastError, appInfoDir and logDir
 //   util_child run COMMAND    prints the result of processCmd and its output
-//   util_child writeIni FILE KEY VALUE
+//   util_child writeIni FILE KEY VALUE [KIND]   KIND: map, list (of a map), bytes (all NUL)
 //   util_child autoBoot
 
 #include "util/PublicClass.h"
@@ -12,6 +12,23 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
 #include <QtCore/QTextStream>
+#include <QtCore/QVariant>
+
+namespace {
+
+/// A value of the size of @p text.
+QVariant valueOf(const QString &text, const QString &kind)
+{
+    if (kind == "map")
+        return QVariantMap{{"m", text}};
+    if (kind == "list")
+        return QVariantList{QVariantMap{{"m", text}}};
+    if (kind == "bytes")
+        return QByteArray(text.size(), '\0');
+    return text;
+}
+
+} // namespace
 
 int main(int argc, char **argv)
 {
@@ -38,7 +55,7 @@ int main(int argc, char **argv)
     if (arguments.value(1) == "writeIni") {
         const QDir program(QCoreApplication::applicationDirPath());
         service.writeIni(program.relativeFilePath(QDir().absoluteFilePath(arguments.value(2))),
-                         arguments.value(3), arguments.value(4));
+                         arguments.value(3), valueOf(arguments.value(4), arguments.value(5)));
         return 0;
     }
     if (arguments.value(1) == "autoBoot") {

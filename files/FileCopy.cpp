@@ -248,10 +248,23 @@ bool keepsData(int result)
     return result == 0 || (errno != EIO && errno != ENOSPC && errno != EDQUOT);
 }
 
+/// Opens a source, without waiting for the other end of what may have become a FIFO, but
+/// waiting, as QFile does, for a program that holds a lease on the file, as file servers do.
+int openSource(const QByteArray &path)
+{
+    constexpr int flags = O_RDONLY | O_CLOEXEC;
+    const int file = ::open(path.constData(), flags | O_NONBLOCK);
+    struct stat status = {};
+    if (file >= 0 || errno != EWOULDBLOCK || ::stat(path.constData(), &status) != 0
+        || !S_ISREG(status.st_mode))
+        return file;
+    return ::open(path.constData(), flags);
+}
+
 NewFile::Result copyInto(const QByteArray &source, const QByteArray &target, NewFile::Way way,
                          Durability durability)
 {
-    const FileDescriptor from(::open(source.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const FileDescriptor from(openSource(source));
     struct stat status = {};
     if (!from.isOpen() || ::fstat(from.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return NewFile::Result::Failed;
@@ -289,10 +302,10 @@ bool copyFile(const QString &source, const QString &target, Durability durabilit
     return result == NewFile::Result::Done;
 }
 
-FileSystem::FileSystem(const QString &directory)
+FileSystem::FileSystem(const QString &file, dev_t device)
     : m_descriptor(
-        ::open(QFile::encodeName(directory).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
-    , m_device(fileId(directory).device)
+        ::open(QFile::encodeName(file).constData(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC))
+    , m_device(device)
 {
 }
 
@@ -304,7 +317,10 @@ FileSystem::~FileSystem()
 
 bool FileSystem::sync()
 {
-    return m_descriptor < 0 || keepsData(::syncfs(m_descriptor));
+    if (m_descriptor >= 0)
+        return keepsData(::syncfs(m_descriptor));
+    ::sync(); // this file system with all others, since there was no descriptor left
+    return true;
 }
 
 } // namespace ZeCore

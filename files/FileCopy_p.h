@@ -29,8 +29,8 @@ bool copyFile(const QString &source, const QString &target, Durability durabilit
 class FileSystem
 {
 public:
-    /// The file system of @p directory.
-    explicit FileSystem(const QString &directory);
+    /// The file system of @p file, a copy; a directory with copies in it may refuse to be opened.
+    FileSystem(const QString &file, dev_t device);
     ~FileSystem();
     Q_DISABLE_COPY(FileSystem)
 

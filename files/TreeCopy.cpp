@@ -226,7 +226,7 @@ public:
             if (outcome == Outcome::Failed)
                 return false;
             if (outcome == Outcome::Copied)
-                noteCopied(durability, targetId, targetPath);
+                noteCopied(durability, targetId, entryTarget);
         }
         return true;
     }
@@ -245,7 +245,7 @@ private:
         return m_copied < fewFiles ? Durability::OnReturn : Durability::BySyncingLater;
     }
 
-    void noteCopied(Durability durability, FileId directory, const QString &directoryPath)
+    void noteCopied(Durability durability, FileId directory, const QString &file)
     {
         ++m_copied;
         const auto isItsFileSystem = [directory](const std::unique_ptr<FileSystem> &fileSystem) {
@@ -253,7 +253,7 @@ private:
         };
         if (durability == Durability::BySyncingLater
             && std::none_of(m_unsynced.begin(), m_unsynced.end(), isItsFileSystem))
-            m_unsynced.push_back(std::make_unique<FileSystem>(directoryPath));
+            m_unsynced.push_back(std::make_unique<FileSystem>(file, directory.device));
     }
 
     static bool failedBelow(const TreeCopyRule &rule, const QString &source, const QString &target)

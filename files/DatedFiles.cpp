@@ -112,9 +112,10 @@ public:
         const std::size_t size = std::strlen(nativeName);
         if (m_isUtf8 && isAscii(nativeName, size)) // as most names are
             return QString::fromLatin1(nativeName, static_cast<int>(size));
-        const QByteArray bytes(nativeName);
+        // Behind a slash, or a byte order mark at its beginning would be swallowed.
+        const QByteArray bytes = '/' + QByteArray(nativeName);
         const QString name = fromLocalBytes(bytes);
-        return toLocalBytes(name) == bytes ? name : QString();
+        return toLocalBytes(name) == bytes ? name.mid(1) : QString();
     }
 
 private:

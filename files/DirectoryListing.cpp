@@ -7,7 +7,6 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
-#include <QtCore/QTextCodec>
 
 #include <algorithm>
 #include <cerrno>
@@ -72,13 +71,6 @@ bool isObstacle(int error)
 bool isDotOrDotDot(const char *name)
 {
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
-}
-
-bool isValidUtf8(const QByteArray &bytes)
-{
-    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
-    QTextCodec::codecForName("UTF-8")->toUnicode(bytes.constData(), bytes.size(), &state);
-    return state.invalidChars == 0 && state.remainingChars == 0;
 }
 
 /// Whether @p a sorts before @p b by code unit. For names that begin alike a call
@@ -222,9 +214,13 @@ DirectoryListing::Item DirectoryListing::addName(const char *nativeName, bool is
     }
     if (seen < 0x80)
         return takeRoom(length, length, isDirectory);
-    const QByteArray bytes(nativeName, length);
-    // Behind a slash, or a byte order mark at its beginning would be swallowed.
-    return isValidUtf8(bytes) ? addName(fromLocalBytes('/' + bytes).mid(1), isDirectory) : Item{};
+    // Behind a slash, or a byte order mark at its beginning would be swallowed. Without
+    // Qt's codecs, which may be gone during exit.
+    const QByteArray bytes = '/' + QByteArray(nativeName, length);
+    const QString text = QString::fromUtf8(bytes);
+    if (text.toUtf8() != bytes)
+        return Item{};
+    return addName((isLocalTextUtf8() ? text : fromLocalBytes(bytes)).mid(1), isDirectory);
 }
 
 DirectoryListing::Item DirectoryListing::addName(const QString &name, bool isDirectory)

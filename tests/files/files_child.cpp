@@ -3,7 +3,8 @@
 
 // One operation of the file manager in a process of its own: with other locales,
 // full file systems, another df, or to be killed. Prints its result, then a line
-// per entry; log lines go to standard error as "W text" or "D text".
+// per entry; log lines go to standard error as "W text" or "D text". "collectAtTheEnd"
+// collects when statics are destroyed, and prints how many there are.
 
 #include "files/ZeFileManager.h"
 
@@ -38,6 +39,25 @@ void collectThroughQt(const QString &path, QList<QVariant> &out)
             out.append(entry.absoluteFilePath());
     }
 }
+
+/// Like a service of a program that is destroyed after Qt's own statics.
+struct LateCollector
+{
+    LateCollector() = default;
+    ~LateCollector()
+    {
+        if (path.isEmpty())
+            return;
+        QList<QVariant> out;
+        ZeFileManager::init()->getDirectoryFiles(path, {}, out);
+        std::printf("%d\n", out.size());
+    }
+    Q_DISABLE_COPY(LateCollector)
+
+    QString path;
+};
+
+LateCollector s_lateCollector;
 
 int printDevices(const QList<QVariant> &devices)
 {
@@ -78,6 +98,11 @@ int main(int argc, char *argv[])
     if (command == "collect") {
         files->getDirectoryFiles(source, {}, out);
         return print(out);
+    }
+    if (command == "collectAtTheEnd") {
+        s_lateCollector.path = source;
+        collectThroughQt(source, out); // has Qt make its codecs
+        return 0;
     }
     if (command == "collectThroughQt") {
         collectThroughQt(source, out);

@@ -58,6 +58,7 @@ private Q_SLOTS:
     void keepNewestFilters_data();
     void keepNewestFilters();
     void keepNewestBeyondAscii();
+    void nameThatBeginsWithAByteOrderMark();
     void keepNewestInAnotherEncoding();
     void keepNewestLinksAndOthers();
     void keepNewestIgnoresFailures();
@@ -251,6 +252,18 @@ void tst_Retention::keepNewestBeyondAscii()
         makeFile(QString::fromUtf8(name));
     QVERIFY(service().removeLastDateTimeFiles(m_dir->path(), {QStringLiteral("*.ä")}, 0));
     QCOMPARE(files(), QStringList{"drei.a"});
+}
+
+void tst_Retention::nameThatBeginsWithAByteOrderMark()
+{
+    const QString name = QChar(QChar::ByteOrderMark) + QString("one.log");
+    makeFile(name);
+    QVERIFY(service().removeLastDateTimeFiles(m_dir->path(), {"*.log"}, 0));
+    QCOMPARE(files(), QStringList());
+    makeFile(name);
+    makeFile("two.log");
+    QVERIFY(service().removeFileByTime(m_dir->path(), 0));
+    QCOMPARE(files(), QStringList());
 }
 
 /// Names are read in the local encoding; those that it does not have do not count.

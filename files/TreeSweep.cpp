@@ -8,10 +8,12 @@
 
 namespace ZeCore {
 
-void sweepTree(const QString &root, const QStringList &excludedNames,
+void sweepTree(const QString &root, const QString &shownRoot, const QStringList &excludedNames,
                const std::function<void(const QString &text)> &report)
 {
     QDir dir;
+    const QString shownPrefix = QDir(shownRoot).path();
+    const int rootSize = QDir(root).path().size();
     QStringList directories{root};
     QStringList toList{root};
     while (!toList.isEmpty()) {
@@ -26,7 +28,8 @@ void sweepTree(const QString &root, const QStringList &excludedNames,
                 if (!entry.isSymLink())
                     toList.append(entry.filePath());
             } else if (!dir.remove(entry.fileName())) {
-                report(QStringLiteral("remove %1 file failed").arg(entry.filePath()));
+                const QString shown = shownPrefix + entry.filePath().mid(rootSize);
+                report(QStringLiteral("remove %1 file failed").arg(shown));
             }
         }
     }

@@ -11,15 +11,16 @@
 
 namespace ZeCore {
 
-/// Removes the files of the tree below @p root, then asks for the removal of each
+/// Removes the files of the tree below @p root, an absolute path, then asks for the removal of each
 /// directory, deepest first, by the entry "." in it, which POSIX systems refuse:
 /// the directories stay, one message each, and callers rely on it.
 ///
 /// Entries called like one of @p excludedNames stay, directories of such a name
 /// with all that is in them. A link to a directory is asked for like a directory,
 /// but what it points at is never listed. Goes on after failures; @p report gets
-/// "remove %1 file failed" and "remove %1 dir failed" in order.
-void sweepTree(const QString &root, const QStringList &excludedNames,
+/// "remove %1 file failed", with a path below @p shownRoot, and "remove %1 dir failed" in
+/// order.
+void sweepTree(const QString &root, const QString &shownRoot, const QStringList &excludedNames,
                const std::function<void(const QString &text)> &report);
 
 } // namespace ZeCore

@@ -446,8 +446,8 @@ bool ZeFileManager::removeDirWithContent(const QString &path)
         return false;
     }
 
-    ZeCore::sweepTree(dir.absoluteFilePath(path), {},
-                      [](const QString &text) { reportRemoval(operation, text); });
+    const QString root = dir.absoluteFilePath(path);
+    ZeCore::sweepTree(root, root, {}, [](const QString &text) { reportRemoval(operation, text); });
     QDir::setCurrent(applicationDir);
     return true;
 }

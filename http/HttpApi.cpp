@@ -288,11 +288,14 @@ QString HttpApi::getFileNameByUrl(const QString &url)
 bool HttpApi::removeDirWithContent(const QString &path, const QStringList &excludedNames)
 {
     const QString applicationDir = QCoreApplication::applicationDirPath();
-    const QDir dir;
+    // The current directory of the call: the log's writer may change it at any time.
+    const QDir dir(QDir::currentPath());
+    // Not cleaned: what ".." behind a link leads to is the system's to say.
+    const QString root = QDir::isAbsolutePath(path) ? path : dir.path() + QLatin1Char('/') + path;
     // QDir takes an empty path for the current directory, which must not be emptied.
-    const bool exists = !path.isEmpty() && dir.exists(path);
+    const bool exists = !path.isEmpty() && dir.exists(root);
     if (exists)
-        ZeCore::sweepTree(path, excludedNames,
+        ZeCore::sweepTree(root, path, excludedNames,
                           [this](const QString &text) { reportRemoval(text); });
     else
         reportRemoval(QStringLiteral("%1 dir is not exists").arg(dir.absolutePath()));

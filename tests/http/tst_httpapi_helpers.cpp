@@ -136,6 +136,7 @@ private Q_SLOTS:
     void removeOrderOfMessages();
     void removeRelativePath_data();
     void removeRelativePath();
+    void removeStaysWhereItBegan();
     void removeHiddenFiles();
     void removeLinks();
     void removeRegularFile();
@@ -492,6 +493,45 @@ void tst_HttpApiHelpers::removeRelativePath()
     QVERIFY(QFileInfo(scratch.path(QStringLiteral("x"))).isDir());
     QCOMPARE(capture.lines().size(), 2);
     QCOMPARE(QDir::currentPath(), QCoreApplication::applicationDirPath());
+}
+
+/// The log's writer changes the current directory whenever it prunes.
+void tst_HttpApiHelpers::removeStaysWhereItBegan()
+{
+    const Scratch scratch;
+    scratch.letOthersIn();
+    for (const char *name :
+         {"current/x/a/f", "current/x/b/f", "elsewhere/x/a/f", "elsewhere/x/b/f"})
+        scratch.write(QString::fromLatin1(name));
+    const QString locked = scratch.path(QStringLiteral("current/x/a"));
+    QFile::setPermissions(locked, QFileDevice::Permissions(0x5555));
+    for (const char *name : {"current/x/b", "elsewhere/x/a", "elsewhere/x/b"})
+        QFile::setPermissions(scratch.path(QString::fromLatin1(name)),
+                              QFileDevice::Permissions(0x7777));
+    static QString elsewhere;
+    static QStringList texts;
+    elsewhere = scratch.path(QStringLiteral("elsewhere"));
+    texts.clear();
+    // The first message comes while the tree is walked.
+    const QtMessageHandler previous =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) {
+            texts.append(text);
+            QDir::setCurrent(elsewhere);
+        });
+    HttpApi http;
+    {
+        const Unprivileged user;
+        http.removeDirWithContent(QStringLiteral("x"), {});
+    }
+    qInstallMessageHandler(previous);
+    QFile::setPermissions(locked, QFileDevice::Permissions(0x7777));
+    QVERIFY(!texts.isEmpty());
+    QVERIFY2(texts.first().contains(QLatin1String("remove x/a/f file failed")),
+             qPrintable(texts.first()));
+    QVERIFY(QFile::exists(scratch.path(QStringLiteral("current/x/a/f"))));
+    QVERIFY(!QFile::exists(scratch.path(QStringLiteral("current/x/b/f"))));
+    QVERIFY(QFile::exists(scratch.path(QStringLiteral("elsewhere/x/a/f"))));
+    QVERIFY(QFile::exists(scratch.path(QStringLiteral("elsewhere/x/b/f"))));
 }
 
 void tst_HttpApiHelpers::removeHiddenFiles()

@@ -39,4 +39,17 @@ void startProcess(QProcess &process, const QString &program, const QStringList &
     (process.*&ProcessParts::setErrorString)(QProcess::tr(forkFailure).arg(reason));
 }
 
+void endProcess(std::unique_ptr<QProcess> process)
+{
+    constexpr int limitMs = 1000;
+    if (process->state() == QProcess::NotRunning)
+        return;
+    process->kill();
+    if (process->waitForFinished(limitMs))
+        return;
+    QProcess *hanging = process.release();
+    QObject::connect(hanging, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished),
+                     hanging, &QObject::deleteLater);
+}
+
 } // namespace ZeCore

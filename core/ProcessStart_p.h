@@ -7,6 +7,8 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
+#include <memory>
+
 QT_BEGIN_NAMESPACE
 class QProcess;
 QT_END_NAMESPACE
@@ -19,6 +21,13 @@ namespace ZeCore {
 /// @p process is QProcess::NotRunning then and errorString() tells why. It must not be
 /// closed or killed in that state, only destroyed.
 void startProcess(QProcess &process, const QString &program, const QStringList &arguments);
+
+/// Kills @p process if it is still running, and deletes it.
+///
+/// A process that waits in the kernel, for a network mount for example, cannot be killed.
+/// Its object then outlives the call, since the destructor would wait as long. Blocks for
+/// at most a second.
+void endProcess(std::unique_ptr<QProcess> process);
 
 } // namespace ZeCore
 

@@ -9,6 +9,7 @@
 #include <QtCore/QStringList>
 
 #include <memory>
+#include <utility>
 
 namespace ZeCore {
 
@@ -59,21 +60,11 @@ QVector<DiskFreeLine> parseDiskFree(const QByteArray &output)
 QByteArray runDiskFree()
 {
     constexpr int limitMs = 30000;
-    constexpr int killMs = 1000;
     auto process = std::make_unique<QProcess>();
     startProcess(*process, QStringLiteral("df"), {QStringLiteral("-h")});
     process->waitForFinished(limitMs);
-    const QByteArray output = process->readAllStandardOutput();
-    if (process->state() != QProcess::NotRunning) {
-        process->kill();
-        // A df that hangs in the kernel, on a network mount for example, cannot be
-        // killed. Its object then outlives the call, since the destructor would wait.
-        if (!process->waitForFinished(killMs)) {
-            QProcess *hanging = process.release();
-            QObject::connect(hanging, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished),
-                             hanging, &QObject::deleteLater);
-        }
-    }
+    QByteArray output = process->readAllStandardOutput();
+    endProcess(std::move(process));
     return output;
 }
 

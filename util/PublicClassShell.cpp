@@ -8,6 +8,9 @@
 
 #include <QtCore/QProcess>
 
+#include <memory>
+#include <utility>
+
 namespace {
 
 using ZeCore::logDebug;
@@ -36,19 +39,19 @@ public:
     /// failure() tells about it.
     bool run(int timeoutMs)
     {
-        QProcess shell;
-        ZeCore::startProcess(shell, QStringLiteral("/bin/bash"), {QStringLiteral("-c"), m_command});
-        const bool isFinished = shell.waitForFinished(timeoutMs);
-        m_exitCode = shell.exitCode();
-        m_errorString = shell.errorString();
+        auto shell = std::make_unique<QProcess>();
+        ZeCore::startProcess(*shell, QStringLiteral("/bin/bash"),
+                             {QStringLiteral("-c"), m_command});
+        const bool isFinished = shell->waitForFinished(timeoutMs);
+        m_exitCode = shell->exitCode();
+        m_errorString = shell->errorString();
         if (isFinished) {
-            m_standardOutput = shell.readAllStandardOutput();
-            m_standardError = QString::fromLocal8Bit(shell.readAllStandardError());
+            m_standardOutput = shell->readAllStandardOutput();
+            m_standardError = QString::fromLocal8Bit(shell->readAllStandardError());
         } else {
             logWarning(m_operation) << "[" << m_errorString << "]";
         }
-        if (shell.state() != QProcess::NotRunning)
-            shell.close(); // kills it
+        ZeCore::endProcess(std::move(shell));
         return isFinished;
     }
 

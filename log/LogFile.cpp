@@ -50,6 +50,9 @@ LogFile::~LogFile()
 qint64 LogFile::size() const
 {
     struct stat status = {};
+    // A path that ends early at a NUL would stand for another file; open() tells about it.
+    if (m_nativePath.contains('\0'))
+        return 0;
     return ::stat(m_nativePath.constData(), &status) == 0 ? qint64(status.st_size) : 0;
 }
 

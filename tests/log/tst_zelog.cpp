@@ -599,6 +599,8 @@ void tst_ZeLog::cannotOpenFile()
     } else {
         name = setUp == "NUL" ? QString::fromLatin1("a\0b", 3) : QString(300, 'n');
         ZeLog::s_LogName = name;
+        QFile another(m_logDir + "/a"); // too big to be written to
+        QVERIFY(another.open(QIODevice::WriteOnly) && another.resize(11 * 1024 * 1024));
     }
     const int inputFlags = ::fcntl(STDIN_FILENO, F_GETFD);
     const QtMessageHandler previous = qInstallMessageHandler(ZeLog::outputMessage);

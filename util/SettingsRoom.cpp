@@ -39,9 +39,6 @@ private:
     int m_descriptor;
 };
 
-/// Bytes that no file of settings has more of for a character than an escaped one.
-constexpr qint64 bytesOfCharacter = 8;
-
 bool isWrittenAsItIs(char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_'
@@ -69,6 +66,7 @@ qint64 sizeWrittenAgain(const QString &path)
 
 bool hasRoomForSettings(const QString &path, qint64 added)
 {
+    constexpr qint64 bytesOfCharacter = 8;                      // no escape takes more
     constexpr qint64 reserve = 4096;                            // for the lock file of QSettings
     const QString target = QFileInfo(path).canonicalFilePath(); // of a link
     const QFileInfo file(target.isEmpty() ? path : target);

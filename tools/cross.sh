@@ -48,6 +48,7 @@ suite=bookworm mirror=http://deb.debian.org/debian
 # What emulation cannot carry, one pattern of test names a line, with the reason.
 not_carried=(
     'package_.*: they try the installation with compiler, qmake and pkg-config of this machine'
+    'tst_faults: it is not built, since the library that it preloads would come into the emulator'
 )
 
 # The second architecture's libraries beside the tools of this machine's.

@@ -912,7 +912,7 @@ void tst_QtLocalPeer::senderThatGoesOn()
     QVERIFY(server.waitForTexts(1));
     auto *const socket = qobject_cast<QLocalSocket *>(server.sockets().constFirst());
     const QByteArray more(65536, 'm');
-    constexpr qint64 expected = 2 * 1024 * 1024;
+    constexpr qint64 expected = qint64(2) * 1024 * 1024;
     qint64 sent = 0;
     for (int i = 0; i < 2000 && sent < expected; ++i) {
         sent += qMax(client.write(more), 0);

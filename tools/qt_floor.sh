@@ -12,6 +12,7 @@
 # Usage: qt_floor.sh BUILD_DIR
 
 set -euo pipefail
+export LC_ALL=C # for join, which wants the order of sort
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build_dir=$1 library=$1/libZeCore.so.1 floor=5.12 exceptions=abi/qt-newer.txt
 work=$(mktemp -d)

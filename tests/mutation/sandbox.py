@@ -5,8 +5,9 @@
 
 A change may take away what keeps the library from killing every process or from
 emptying every directory. So the program sees its own processes, shared memory and
-network only, and all files but those below the directories given are read-only.
-With the program goes whatever it has left: processes, shared memory, sockets.
+network only, and all files but those below the directories given are read-only, the
+kernel's settings among them. With the program goes whatever it has left: processes,
+shared memory, sockets.
 
 Usage: unshare --mount --pid --ipc --net --fork --kill-child --mount-proc
            sandbox.py [SOURCE:TARGET]... -- PROGRAM [ARGUMENT...]
@@ -16,6 +17,7 @@ SOURCE is writable, and seen as TARGET, which is made if it is below /run.
 import ctypes
 import fcntl
 import os
+import re
 import resource
 import socket
 import struct
@@ -23,6 +25,9 @@ import sys
 
 MS_RDONLY, MS_NOSUID, MS_NODEV, MS_NOEXEC, MS_REMOUNT, MS_BIND = 1, 2, 4, 8, 32, 4096
 FLAGS = {"nosuid": MS_NOSUID, "nodev": MS_NODEV, "noexec": MS_NOEXEC}
+TEMPORARY = ("/dev/shm", "/run", "/tmp")
+# Where /proc changes more than processes.
+KERNEL = ("/proc/bus", "/proc/fs", "/proc/irq", "/proc/sys", "/proc/sysrq-trigger")
 MEMORY = 8 << 30
 FILE_SIZE = 8 << 30
 
@@ -31,8 +36,8 @@ libc = ctypes.CDLL(None, use_errno=True)
 
 def mount(source, target, kind, flags, data=None):
     """True if it was done."""
-    return libc.mount(source.encode(), target.encode(), kind.encode() if kind else None,
-                      flags, data.encode() if data else None) == 0
+    return libc.mount(os.fsencode(source), os.fsencode(target), kind.encode() if kind else None,
+                      flags, os.fsencode(data) if data else None) == 0
 
 
 def mount_temporary(target, places):
@@ -46,17 +51,36 @@ def mount_temporary(target, places):
                  f"lowerdir={target},upperdir=/run/upper,workdir=/run/work")
 
 
-def make_all_read_only(writable):
-    with open("/proc/self/mountinfo", encoding="utf-8") as mounts:
-        fields = [line.split() for line in mounts]
+def mount_points():
+    """Pairs of a path and its options."""
+    with open("/proc/self/mountinfo", "rb") as mounts:
+        fields = [line.split(b" ") for line in mounts]
     for entry in fields:
-        target = entry[4].encode().decode("unicode_escape")
-        if target in writable or target == "/proc":
-            continue
-        flags = sum(FLAGS.get(option, 0) for option in entry[5].split(","))
-        mount("none", target, None, MS_REMOUNT | MS_BIND | MS_RDONLY | flags)
-    if not os.statvfs("/").f_flag & os.ST_RDONLY:
-        sys.exit("sandbox: files can be changed")
+        path = re.sub(rb"\\([0-7]{3})", lambda match: bytes([int(match[1], 8)]), entry[4])
+        yield os.fsdecode(path), entry[5].decode().split(",")
+
+
+def is_writable(path):
+    try:
+        return not os.statvfs(path).f_flag & os.ST_RDONLY
+    except OSError:
+        return False  # hidden by another one, or not for us
+
+
+def make_all_read_only(writable):
+    for path in filter(os.path.exists, KERNEL):
+        if not mount(path, path, None, MS_BIND):
+            sys.exit(f"sandbox: cannot guard {path}")
+    # What is mounted below the temporary directories is hidden by them.
+    hidden = tuple(f"{directory}/" for directory in TEMPORARY)
+    others = [(path, options) for path, options in mount_points()
+              if path not in {"/proc", *TEMPORARY, *writable} and not path.startswith(hidden)]
+    for path, options in others:
+        flags = sum(FLAGS.get(option, 0) for option in options)
+        mount("none", path, None, MS_REMOUNT | MS_BIND | MS_RDONLY | flags)
+    for path, _ in others:
+        if is_writable(path):
+            sys.exit(f"sandbox: {path} can be changed")
 
 
 def start_loopback():
@@ -93,8 +117,9 @@ def main():
     directory = os.getcwd()
     # Opened first: another /tmp may hide them.
     sources = [f"/proc/self/fd/{os.open(source, os.O_PATH)}" for source, _ in binds]
-    mount("none", "/dev/shm", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777")
-    mount("none", "/run", "tmpfs", MS_NOSUID | MS_NODEV, "mode=755")
+    for target, mode in (("/dev/shm", "mode=1777"), ("/run", "mode=755")):
+        if not mount("none", target, "tmpfs", MS_NOSUID | MS_NODEV, mode):
+            sys.exit(f"sandbox: no {target}")
     if not mount_temporary("/tmp", [__file__, directory, *sum(binds, [])]):
         sys.exit("sandbox: no /tmp")
     for source, (name, target) in zip(sources, binds):
@@ -102,7 +127,7 @@ def main():
             os.mkdir(target)
         if not mount(source, target, None, MS_BIND):
             sys.exit(f"sandbox: cannot show {name} as {target}")
-    make_all_read_only({target for _, target in binds} | {"/dev/shm", "/run", "/tmp"})
+    make_all_read_only({target for _, target in binds})
     start_loopback()
     os.chdir(directory)
     sys.exit(run(sys.argv[separator + 1:]))

@@ -177,7 +177,7 @@ class Tree:
         options = [] if shutil.which("ninja") is None else ["-G", "Ninja"]
         if shutil.which("ccache"):
             options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
-        if not (self.build / "CMakeCache.txt").exists():
+        if not any((self.build / name).exists() for name in ("build.ninja", "Makefile")):
             self._run(["cmake", "-S", str(self.source), "-B", str(self.build), *options,
                        "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O0 -DNDEBUG",
                        "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"])

@@ -56,7 +56,7 @@ check_hardening() {
     library=$(readlink -f "$(dpkg --listfiles libzecore1 | grep -m 1 '/libZeCore\.so\.[0-9.]*$')")
     hardening-check --nocfprotection "$library" || fail 'the library is not hardened'
     [[ $(uname -m) == x86_64 ]] || return 0
-    marked=$(objdump -d "$library" | grep -c endbr64)
+    marked=$(objdump -d "$library" | grep -c endbr64) || true # grep's status for none
     printf ' Targets of indirect jumps: %d marked\n' "$marked"
     [[ $marked -gt 100 ]] || fail 'the library has no control-flow protection'
 }

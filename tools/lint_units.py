@@ -10,7 +10,7 @@ first, outside of it. Sources that define the same names are kept apart, as well
 can tell without a compiler; whoever checks a unit that does not compile has to check its
 sources one by one, which its list NAME.sources names.
 
-Usage: lint_units.py DIRECTORY BUILD_DIRECTORY...
+Usage: lint_units.py DIRECTORY BUILD_DIRECTORY...    in the directory of the project
 Writes the units, and DIRECTORY/compile_commands.json for them and all sources.
 """
 
@@ -87,14 +87,13 @@ class Source:
                 and (self.is_program or all(not self.names & source.names for source in unit)))
 
 
-def tracked_sources():
-    root = subprocess.check_output(['git', 'rev-parse', '--show-toplevel'], text=True).strip()
-    files = subprocess.check_output(['git', 'ls-files', '-z', '*.cpp'], text=True).split('\0')
-    return {os.path.join(root, file) for file in files if file}
+def all_sources():
+    files = subprocess.check_output(['tools/files.sh', '*.cpp'], text=True).split('\0')
+    return {os.path.realpath(file) for file in files if file}
 
 
 def sources_of(build_directories):
-    wanted = tracked_sources()
+    wanted = all_sources()
     for directory in build_directories:
         with open(os.path.join(directory, 'compile_commands.json'), encoding='utf-8') as file:
             for entry in json.load(file):

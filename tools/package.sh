@@ -19,9 +19,7 @@ unpack_sources() {
     local version=$1 tree=$output/libzecore-$1
     rm -rf "$output"
     mkdir -p "$tree"
-    git ls-files -z --cached --others --exclude-standard \
-        | while IFS= read -r -d '' file; do [[ ! -e $file ]] || printf '%s\0' "$file"; done \
-        | xargs -0 cp -P --parents -t "$tree"
+    tools/files.sh | xargs -0 cp -P --parents -t "$tree"
     tar -C "$output" --sort=name --owner=0 --group=0 --numeric-owner \
         --mtime="@$(dpkg-parsechangelog -S Timestamp)" --exclude="libzecore-$version/debian" \
         -cJf "$output/libzecore_$version.orig.tar.xz" "libzecore-$version"

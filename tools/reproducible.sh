@@ -17,7 +17,7 @@ trap 'rm -rf "$work"' EXIT
 cached() { sed -n "s/^$1:[A-Z]*=//p" "$build_dir/CMakeCache.txt"; }
 
 mkdir -p "$work/a/copy/of/the/sources"
-git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t "$work/a/copy/of/the/sources"
+tools/files.sh | xargs -0 cp --parents -t "$work/a/copy/of/the/sources"
 export CCACHE_DISABLE=1 TZ=Asia/Shanghai LC_ALL=C
 cmake -S "$work/a/copy/of/the/sources" -B "$work/second" -G "$(cached CMAKE_GENERATOR)" \
     -DCMAKE_BUILD_TYPE="$(cached CMAKE_BUILD_TYPE)" -DCMAKE_CXX_COMPILER="$(cached CMAKE_CXX_COMPILER)" \

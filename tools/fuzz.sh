@@ -19,7 +19,7 @@ summary() {
         "$(statistic average_exec_per_sec "$log")" "$coverage"
 }
 
-run_one() {
+run_one() (
     local build=$1 seconds=$2 target=$3
     local seeds=fuzz/corpus/$target grown=$build/corpus/$target findings=$build/findings/$target
     local log=$build/log/$target.log program=$build/fuzz/fuzz_$target
@@ -30,8 +30,8 @@ run_one() {
 
     local scratch status=0
     scratch=$(mktemp -d --tmpdir="$(test -w /dev/shm && printf /dev/shm)" zecore-fuzz.XXXXXX)
+    trap 'rm -rf "$scratch"' EXIT
     TMPDIR=$scratch "$program" "${options[@]}" "$grown" "$seeds" >"$log" 2>&1 || status=$?
-    rm -rf "$scratch"
     if [[ $status == 0 ]]; then
         printf '%-20s %s\n' "$target" "$(summary "$log")"
         return 0
@@ -41,7 +41,7 @@ run_one() {
         "--- the whole report: $log" \
         "--- to reproduce: $program $(find "$findings" -type f -newer "$build/log/.start" | head -n 1)"
     return 1
-}
+)
 
 if [[ ${1-} == --one ]]; then
     run_one "${@:2}"

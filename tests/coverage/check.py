@@ -110,6 +110,8 @@ def main():
         print_row(source["file"], figures)
         gaps.update(gaps_of(source))
     print_row("all", total)
+    if not total.lines:
+        sys.exit(f"{sys.argv[1]} tells of no lines")
 
     explained = read_explained()
     for gap in sorted(explained - gaps.keys()):

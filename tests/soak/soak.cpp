@@ -63,13 +63,18 @@ int main(int argc, char **argv)
         std::fputs(usage, stderr);
         return 2;
     }
+    QFile file(options.reportPath);
+    if (!options.reportPath.isEmpty() && !file.open(QIODevice::WriteOnly)) {
+        std::fprintf(stderr, "soak: cannot write %s: %s\n", qPrintable(options.reportPath),
+                     qPrintable(file.errorString()));
+        return 2;
+    }
     qInstallMessageHandler(dropMessages);
     Soak::SoakRun run(options.minutes, options.seed);
     const int status = run.exec();
     const QByteArray report = run.report();
     std::fwrite(report.constData(), 1, static_cast<std::size_t>(report.size()), stdout);
-    QFile file(options.reportPath);
-    if (!options.reportPath.isEmpty() && file.open(QIODevice::WriteOnly))
+    if (file.isOpen())
         file.write(report);
     return status;
 }

@@ -48,6 +48,9 @@ OWN_PROGRAMS = ("tst_storage", "tst_system")
 Test = collections.namedtuple("Test", "name command environment directory folder")
 Result = collections.namedtuple("Result", "mutant outcome by seconds")
 
+# The outcome of a survivor of an earlier run, until it is tried again.
+NOT_TRIED = "not tried"
+
 print_lock = threading.Lock()
 
 
@@ -142,7 +145,7 @@ class Choice:
                 sizes[name] = sum(bool(line.strip()) and not line.strip().startswith("//")
                                   for line in text.splitlines())
                 self._queues[name] = shuffled(candidates, random.Random(f"{seed} {name}"))
-        self.shares = shares(sizes, count)
+        self.shares = shares(sizes, count) if sizes else {}
         self._largest = max(sizes, key=lambda name: (sizes[name], name)) if sizes else None
 
     def next(self, name):
@@ -441,9 +444,12 @@ def summary_of(results):
 
 def survivors_of_last_run(texts, known):
     """Those that can still be found in the sources and are not explained by now."""
-    entries = json.loads((OUTPUT / "report.json").read_text(encoding="utf-8"))
+    try:
+        entries = json.loads((OUTPUT / "report.json").read_text(encoding="utf-8"))
+    except FileNotFoundError:
+        sys.exit("--again: there is no report of a run before")
     wanted = {(entry["file"], *entry["change"]) for entry in entries
-              if entry["outcome"] == "survived"} - known
+              if entry["outcome"] in ("survived", NOT_TRIED)} - known
     found = []
     for name, text in texts.items():
         for mutant in mutants.mutants_of(name, text):
@@ -476,6 +482,7 @@ def run_all(tasks, workers, texts, title):
     for worker in workers:
         free.put(worker)
     results = []
+    untried = {mutant: Result(mutant, NOT_TRIED, "", 0.0) for _, mutant in tasks if mutant}
     lock = threading.Lock()
 
     def run(task):
@@ -488,7 +495,8 @@ def run_all(tasks, workers, texts, title):
             return
         with lock:
             results.append(result)
-            write_report(results, texts, title)
+            untried.pop(result.mutant, None)
+            write_report([*results, *untried.values()], texts, title)
             say(f"[{len(results)}/{len(tasks)}] {describe(result, texts[result.mutant.file])}")
 
     with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
@@ -505,6 +513,8 @@ def run_all(tasks, workers, texts, title):
 def main():
     options = arguments()
     files = [name for name in sources() if not options.file or options.file in name]
+    if not files:
+        sys.exit(f"no source of the library has {options.file} in its path")
     known = read_equivalent()
     choice = Choice(files, options.count, options.seed, known)
     for file, before, after in sorted(choice.unknown):
@@ -513,6 +523,9 @@ def main():
         tasks = [(mutant.file, mutant) for mutant in survivors_of_last_run(choice.texts, known)]
     else:
         tasks = [(name, None) for name, share in choice.shares.items() for _ in range(share)]
+    if not tasks:
+        say("There is nothing to try")
+        return
     if options.list:
         for file, given in tasks:
             mutant = given or choice.next(file)

@@ -3,6 +3,7 @@
 
 #include "core/ProcessStart_p.h"
 
+#include <QtCore/QDeadlineTimer>
 #include <QtCore/QProcess>
 
 #include <cerrno>
@@ -45,7 +46,11 @@ void endProcess(std::unique_ptr<QProcess> process)
     if (process->state() == QProcess::NotRunning)
         return;
     process->kill();
-    if (process->waitForFinished(limitMs))
+    // Waiting may also fail for reasons that pass.
+    const QDeadlineTimer deadline(limitMs);
+    while (process->state() != QProcess::NotRunning && !deadline.hasExpired())
+        process->waitForFinished(static_cast<int>(deadline.remainingTime()));
+    if (process->state() == QProcess::NotRunning)
         return;
     QProcess *hanging = process.release();
     QObject::connect(hanging, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished),

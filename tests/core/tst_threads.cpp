@@ -13,11 +13,14 @@
 #include "singleapp/Sandbox.h"
 #include "support/LogQueue.h"
 #include "support/LogTally.h"
+#include "support/StderrTo.h"
 #include "util/OwnDirectory.h"
 #include "util/PublicClass.h"
 
 #include <QtCore/QDir>
+#include <QtCore/QFile>
 #include <QtCore/QProcess>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QTest>
 
@@ -75,16 +78,26 @@ private:
     QStringList m_texts;
 };
 
+/// What the threads have in common.
+struct Shared
+{
+    QString directory;
+    QString url; ///< one that can be had
+    Failures failures;
+    std::mutex historyTurn;
+    std::atomic<int> elementsSeen{0};
+};
+
 /// The use of the services by one of the threads, as the documentation allows it:
 /// files, catalogues and plain objects are its own, all else is shared.
 class User
 {
 public:
-    User(int thread, const QString &directory, Failures &failures, std::mutex &historyTurn)
+    User(int thread, Shared &shared)
         : m_thread(thread)
-        , m_directory(directory + QStringLiteral("/user") + QString::number(thread))
-        , m_failures(failures)
-        , m_historyTurn(historyTurn)
+        , m_directory(shared.directory + QStringLiteral("/user") + QString::number(thread))
+        , m_shared(shared)
+        , m_failures(shared.failures)
     {
     }
 
@@ -150,6 +163,8 @@ private:
         service->addByteArrayList(element);
         const QByteArray first = service->getByteArrayIndex(0);
         m_failures.expect(first.size() <= 1, "getByteArrayIndex");
+        if (!first.isEmpty())
+            m_shared.elementsSeen.fetch_add(1, std::memory_order_relaxed);
         if (service->getByteArrayListSize() > 3)
             service->removeByteArrayList(round % 3);
         if (round % 10 == 9) {
@@ -176,7 +191,7 @@ private:
         QMap<QString, QVariant> catalogue;
         service->addLogDirList(catalogue, m_directory, "own:log|other:/var/log");
         m_failures.expect(catalogue.size() == 2, "addLogDirList");
-        const std::lock_guard<std::mutex> turn(m_historyTurn);
+        const std::lock_guard<std::mutex> turn(m_shared.historyTurn);
         m_failures.expect(service->writeActionHistory(QStringLiteral("action")),
                           "writeActionHistory");
     }
@@ -259,13 +274,13 @@ private:
     /// It belongs to the main thread, and says so.
     void askForTheHttpClient()
     {
-        m_failures.expect(!HttpApi::init()->getUrl("http://127.0.0.1:1/"), "getUrl elsewhere");
+        m_failures.expect(!HttpApi::init()->getUrl(m_shared.url), "getUrl elsewhere");
     }
 
     int m_thread;
     QString m_directory;
+    Shared &m_shared;
     Failures &m_failures;
-    std::mutex &m_historyTurn;
 };
 
 /// A thread that works until it is told to stop.
@@ -281,6 +296,21 @@ public:
             msleep(1);
     }
 };
+
+/// The lines of @p bytes, sorted: what @p form captures of a whole one.
+QStringList textsIn(const QByteArray &bytes, const QString &form)
+{
+    const QRegularExpression whole(QRegularExpression::anchoredPattern(form));
+    QStringList lines = QString::fromUtf8(bytes).split('\n');
+    if (lines.constLast().isEmpty())
+        lines.removeLast(); // behind the last line feed
+    for (QString &line : lines) {
+        const QRegularExpressionMatch match = whole.match(line);
+        line = match.hasMatch() ? match.captured(1) : "torn: " + line;
+    }
+    lines.sort();
+    return lines;
+}
 
 /// The other process: it finds the first one and sends it its messages.
 int sendMessages(int argc, char **argv)
@@ -343,19 +373,21 @@ void tst_Threads::allServicesFromEightThreads()
     sender.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     sender.start(QCoreApplication::applicationFilePath(), {senderRole});
 
-    Failures failures;
-    std::mutex historyTurn;
+    Shared shared;
+    shared.directory = dir.path();
+    shared.url = server.url("/json");
+    Failures &failures = shared.failures;
     std::atomic<int> running{threadCount};
     std::vector<std::thread> threads;
     for (int thread = 0; thread < threadCount; ++thread) {
-        threads.emplace_back([thread, &dir, &failures, &historyTurn, &running] {
-            User(thread, dir.path(), failures, historyTurn).run();
+        threads.emplace_back([thread, &shared, &running] {
+            User(thread, shared).run();
             --running;
         });
     }
     int requests = 0;
     while (running > 0) {
-        failures.expect(http->getUrl(server.url("/json")), "getUrl");
+        failures.expect(http->getUrl(shared.url), "getUrl");
         failures.expect(http->getJsonVariant(http->getReq().toByteArray()).toMap().value("answer")
                             == QVariantList{42.0},
                         "getJsonVariant");
@@ -374,6 +406,8 @@ void tst_Threads::allServicesFromEightThreads()
 
     QCOMPARE(failures.texts(), QStringList());
     QVERIFY(requests > 0);
+    // Nobody removes an element before having asked for one.
+    QVERIFY(shared.elementsSeen > 0);
     QCOMPARE(sender.exitCode(), 0);
     QCOMPARE(messages, messageCount);
     QTRY_COMPARE(queuedEvents, threadCount * rounds);
@@ -386,42 +420,76 @@ void tst_Threads::allServicesFromEightThreads()
     QCOMPARE(tally.written(), qint64(threadCount) * rounds * 5);
 }
 
-/// The documented races: they are read and written in one access each.
+/// The documented races: they are read and written in one access each. A line is there
+/// as a whole or not at all, in one of the colours; all are while the logger is on.
 void tst_Threads::switchesAndColoursWhileOthersLog()
 {
     const QTemporaryDir dir;
     PublicClass::init()->logDir = dir.path();
-    const QtMessageHandler testHandler = qInstallMessageHandler(ZeLog::outputMessage);
+    constexpr int leastSwitched = 2000;
+    constexpr int mostSwitched = 40000; // the file must not outgrow its limit
+    constexpr int steadyLines = 200;
+    const auto steadyText = [](int thread, int i) {
+        return QStringLiteral("steady line %1 of thread %2").arg(i).arg(thread);
+    };
+    std::atomic<int> logged{0};
+    QByteArray echo;
     {
         ZeLog log;
+        const QtMessageHandler testHandler = qInstallMessageHandler(ZeLog::outputMessage);
+        TestSupport::StderrCapture capture;
         log.start();
-        std::atomic<bool> stops{false};
-        std::atomic<int> logged{0};
+        std::atomic<bool> staysOn{false};
+        std::atomic<int> running{threadCount};
         std::vector<std::thread> threads;
         for (int thread = 0; thread < threadCount; ++thread) {
-            threads.emplace_back([&stops, &logged] {
-                while (!stops.load(std::memory_order_relaxed)) {
-                    qCritical("in whatever colour");
-                    logged.fetch_add(1, std::memory_order_relaxed);
+            threads.emplace_back([thread, &steadyText, &staysOn, &logged, &running] {
+                while (!staysOn.load(std::memory_order_acquire)) {
+                    if (logged.fetch_add(1, std::memory_order_relaxed) < mostSwitched)
+                        qCritical("in whatever colour");
+                    else
+                        std::this_thread::yield();
                 }
+                for (int i = 0; i < steadyLines; ++i)
+                    qCritical().noquote() << steadyText(thread, i);
+                running.fetch_sub(1, std::memory_order_relaxed);
             });
         }
-        for (int round = 0; round < rounds || logged.load(std::memory_order_relaxed) < 2000;
-             ++round) {
-            ZeCore::writeShared(ZeLog::FORE_GROUND_RED, 31 + round % 6);
-            ZeLog::setWriteLogToFile(round % 2 == 0);
+        int round = 0;
+        const auto changeColour = [&round] {
+            ZeCore::writeShared(ZeLog::FORE_GROUND_RED, 31 + ++round % 6);
             QThread::usleep(500);
+        };
+        while (round < rounds || logged.load(std::memory_order_relaxed) < leastSwitched) {
+            ZeLog::setWriteLogToFile(round % 2 == 0);
+            changeColour();
         }
-        stops = true;
+        ZeLog::setWriteLogToFile(true);
+        staysOn.store(true, std::memory_order_release);
+        while (running.load(std::memory_order_relaxed) > 0)
+            changeColour();
         for (std::thread &thread : threads)
             thread.join();
         ZeCore::writeShared(ZeLog::FORE_GROUND_RED, 31);
-        ZeLog::setWriteLogToFile(true);
-        TestSupport::waitUntilWritten();
+        echo = capture.take();
+        TestSupport::waitUntilTaken();
         TestSupport::stopCleanly(log);
+        qInstallMessageHandler(testHandler);
     }
-    qInstallMessageHandler(testHandler);
     ZeCore::writeShared(ZeLog::_isRelease, false);
+
+    QFile file(dir.filePath(ZeLog::s_LogName));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QStringList texts = textsIn(file.readAll(), R"(\[\d{6} \d{6}\.\d{3}\]\[Zemix\](.*))");
+    QCOMPARE(textsIn(echo, "\x1B\\[3[1-6]m(.*)\x1B\\[0m"), texts);
+    QVERIFY(texts.removeAll("in whatever colour") <= logged);
+    QStringList steadyTexts;
+    for (int thread = 0; thread < threadCount; ++thread) {
+        for (int i = 0; i < steadyLines; ++i)
+            steadyTexts.append(steadyText(thread, i));
+    }
+    steadyTexts.sort();
+    QCOMPARE(texts, steadyTexts);
 }
 
 /// Without the log lines of the other test, whose lock orders all that is around it and

@@ -5,6 +5,7 @@
 
 #include "files/ZeFileManager.h"
 #include "http/HttpApi.h"
+#include "support/TestClock.h"
 #include "util/PublicClass.h"
 
 #include <QtCore/QDateTime>
@@ -46,6 +47,7 @@ void putDatedFiles(Trial &trial)
     }
     Trial::put(trial.path("logs/other.txt"), "other");
     Trial::put(trial.path("logs/below/deep.log"), "deep");
+    Trial::put(trial.path("logs.old/1.log"), "not to be touched");
 }
 
 QStringList remaining(const Trial &trial)
@@ -72,6 +74,7 @@ void judgeRemoval(Trial &trial, const QStringList &condemned)
             trial.require(rest.contains(name), name + " is gone");
     }
     trial.requireUnchanged(trial.path("logs/other.txt"));
+    trial.requireUnchangedBeside(trial.path("logs"));
 }
 
 void judgeCurrentDirectory(Trial &trial)
@@ -100,16 +103,21 @@ Operation removeLastDateTimeFiles()
             createServices};
 }
 
-Operation removeFilesByDateOfDay()
+/// @p age days after the files have been made, of which one is allowed.
+Operation removeFilesByDateOfDay(const char *name, int age, const QStringList &condemned)
 {
-    return {"removeFilesByDateOfDay", putDatedFiles,
-            [](Trial &trial) {
-                // Made today, so nothing may go, whatever is not known of a file.
+    return {name, putDatedFiles,
+            [age](Trial &trial) {
+                const TestClock::Stopped clock(QDateTime::currentDateTime().addDays(age));
                 trial.value = files().removeFilesByDateOfDay(trial.path("logs"), {"*.log"}, 1);
             },
-            [](Trial &trial) {
-                judgeRemoval(trial, {});
-                trial.require(trial.value.toBool(), "the result is false");
+            [condemned](Trial &trial) {
+                judgeRemoval(trial, condemned);
+                if (!trial.value.toBool())
+                    trial.requireFailure(
+                        {lastErrorLine("remove file faild: " + trial.path("logs/"))});
+                trial.require(trial.value.toBool() != trial.isDisturbedIn(Remove),
+                              "the result is another one");
             },
             createServices};
 }
@@ -163,6 +171,7 @@ Operation removeContent(const char *name, const std::function<bool(const QString
             if (trial.value.toBool())
                 judgeCurrentDirectory(trial);
             trial.require(trial.after().contains(trial.path("logs/below")), "a directory is gone");
+            trial.requireUnchangedBeside(trial.path("logs"));
             if (!trial.value.toBool()) {
                 trial.requireFailure({" dir is not exists ]"});
                 trial.requireUnchanged(trial.path());
@@ -178,9 +187,9 @@ Operation remakePath(const char *name, const std::function<void(const QString &)
 {
     return {name, putDatedFiles, [remake](Trial &trial) { remake(trial.path("logs")); },
             [](Trial &trial) {
-                if (remaining(trial).isEmpty() && trial.after().contains(trial.path("logs")))
-                    return;
-                trial.requireReason();
+                if (!remaining(trial).isEmpty() || !trial.after().contains(trial.path("logs")))
+                    trial.requireReason();
+                trial.requireUnchangedBeside(trial.path("logs"));
             },
             std::move(createService)};
 }
@@ -231,7 +240,9 @@ Operations retentionOperations()
 {
     return {
         removeLastDateTimeFiles(),
-        removeFilesByDateOfDay(),
+        removeFilesByDateOfDay("removeFilesByDateOfDay, all new", 0, {}),
+        removeFilesByDateOfDay("removeFilesByDateOfDay, all old", 10,
+                               {"1.log", "2.log", "3.log", "4.log", "5.log"}),
         removeFileByTime(),
         removeDirWithFileNames(),
         removeContent(

@@ -239,7 +239,17 @@ Operation initMember()
 
 Operation waitMSTime()
 {
-    return {"waitMSTime", nothing, [](Trial & /*trial*/) { utility().waitMSTime(1); }, nothing,
+    return {"waitMSTime", nothing,
+            [](Trial &trial) {
+                QElapsedTimer clock;
+                clock.start();
+                utility().waitMSTime(1);
+                trial.value = clock.nsecsElapsed();
+            },
+            [](Trial &trial) {
+                // Whatever becomes of the events, which are served afterwards.
+                trial.require(trial.value.toLongLong() >= 1000000, "it does not wait");
+            },
             createService};
 }
 

@@ -40,6 +40,11 @@ Tree treeBelow(const QString &directory)
     return tree;
 }
 
+bool isAtOrBelow(const QString &path, const QString &other)
+{
+    return other == path || other.startsWith(path + '/');
+}
+
 QString shown(const QByteArray &content)
 {
     constexpr int most = 60;
@@ -125,9 +130,16 @@ void Trial::requireReason()
 
 void Trial::requireUnchanged(const QString &path)
 {
-    const auto concerns = [&path](const QString &other) {
-        return other == path || other.startsWith(path + '/');
-    };
+    requireUnchanged([&path](const QString &other) { return isAtOrBelow(path, other); });
+}
+
+void Trial::requireUnchangedBeside(const QString &path)
+{
+    requireUnchanged([&path](const QString &other) { return !isAtOrBelow(path, other); });
+}
+
+void Trial::requireUnchanged(const std::function<bool(const QString &)> &concerns)
+{
     for (auto old = m_before.cbegin(); old != m_before.cend(); ++old) {
         if (concerns(old.key()))
             require(m_after.value(old.key()) == old.value(),

@@ -72,6 +72,8 @@ public:
     void requireReason();
     /// That everything below @p path (or that file) is as before.
     void requireUnchanged(const QString &path);
+    /// That everything else is as before.
+    void requireUnchangedBeside(const QString &path);
     /// That the file at @p path has its old content or @p content.
     void requireOldOr(const QString &path, const QByteArray &content);
     void requireContent(const QString &path, const QByteArray &content);
@@ -86,6 +88,8 @@ public:
     const QString &directory() const { return m_directory; }
 
 private:
+    void requireUnchanged(const std::function<bool(const QString &)> &concerns);
+
     QString m_directory;
     const State &m_state;
     QStringList m_lines;

@@ -44,6 +44,10 @@ void tst_Faults::faultsCome()
 {
     const ChildResult child = runHelper({QStringLiteral("check")});
     QVERIFY2(child.endedWith(0), child.report().constData());
+    // One that never comes is a mistake, not a success.
+    const ChildResult mistyped = runHelper(
+        {QStringLiteral("run"), QStringLiteral("waitMSTime"), QStringLiteral("1st pol ")});
+    QVERIFY2(mistyped.endedWith(2), mistyped.report().constData());
 }
 
 void tst_Faults::operation_data()

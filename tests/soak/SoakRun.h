@@ -65,6 +65,7 @@ private:
     void takeSample(double minute);
     void stopStations();
     void countLines(TestSupport::LogTally &tally, const QList<QByteArray> &logged);
+    QStringList neglectedWork() const;
     void judgeGrowth();
     void expect(bool isRight, const QString &fault);
     double seconds() const { return double(m_clock.elapsed()) / 1000; }

@@ -5,6 +5,7 @@
 
 #include "singleapp/LocalMessage_p.h"
 #include "singleapp/LockFile_p.h"
+#include "singleapp/MessageFrame_p.h"
 #include "singleapp/TemporaryPath_p.h"
 
 #include <QtCore/QByteArray>

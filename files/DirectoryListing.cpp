@@ -214,13 +214,13 @@ DirectoryListing::Item DirectoryListing::addName(const char *nativeName, bool is
     }
     if (seen < 0x80)
         return takeRoom(length, length, isDirectory);
-    // Behind a slash, or a byte order mark at its beginning would be swallowed. Without
-    // Qt's codecs, which may be gone during exit.
+    // Behind a slash, or a byte order mark at its beginning would be swallowed.
     const QByteArray bytes = '/' + QByteArray(nativeName, length);
-    const QString text = QString::fromUtf8(bytes);
-    if (text.toUtf8() != bytes)
+    const QString text = fromLocalBytes(bytes);
+    // As Qt lists them: what is no UTF-8 does not count, but other encodings take any bytes.
+    if (isLocalTextUtf8() && text.toUtf8() != bytes)
         return Item{};
-    return addName((isLocalTextUtf8() ? text : fromLocalBytes(bytes)).mid(1), isDirectory);
+    return addName(text.mid(1), isDirectory);
 }
 
 DirectoryListing::Item DirectoryListing::addName(const QString &name, bool isDirectory)

@@ -319,7 +319,7 @@ bool FileSystem::sync()
 {
     if (m_descriptor >= 0)
         return keepsData(::syncfs(m_descriptor));
-    ::sync(); // this file system with all others, since there was no descriptor left
+    ::sync(); // this file system with all others: the copy has gone
     return true;
 }
 

@@ -12,6 +12,7 @@
 #include <QtCore/QDebug>
 #include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QTextCodec>
 #include <QtTest/QTest>
 
 #include <algorithm>
@@ -111,6 +112,7 @@ private Q_SLOTS:
     void sameAsQtUnderOtherPaths();
     void sameAsQtInOtherLocales_data();
     void sameAsQtInOtherLocales();
+    void sameAsQtInAnotherEncoding();
     void whileStaticsAreDestroyed();
     void namesThatDifferInCaseOnly();
     void namedFile_data();
@@ -312,6 +314,20 @@ void tst_FileLists::sameAsQtInOtherLocales()
     const auto collected = TestSupport::runChild(program, {"collect", m_tree->path()}, options);
     QVERIFY2(collected.endedWith(0), collected.report());
     QCOMPARE(collected.out, expected.out);
+}
+
+/// One in which all bytes are names.
+void tst_FileLists::sameAsQtInAnotherEncoding()
+{
+    for (const char *name : {"b.txt", "\xE6\x97\xA5\xE6\x97\xA5.txt", "caf\xE9.txt"})
+        m_tree->nativeFile(name);
+    QTextCodec *const before = QTextCodec::codecForLocale();
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+    verifySameAsQt(m_tree->path(), {});
+    QList<QVariant> collected;
+    service().getDirectoryFiles(m_tree->path(), {}, collected);
+    QTextCodec::setCodecForLocale(before);
+    QCOMPARE(collected.size(), 3);
 }
 
 /// Qt's codecs may be gone by then.

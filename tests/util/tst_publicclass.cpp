@@ -210,7 +210,7 @@ void tst_PublicClass::settingsOnAFullDisk_data()
     QTest::addColumn<QByteArray>("value"); // of the settings as they were
     QTest::addColumn<int>("freeBlocks");   // a block has 4 KiB
     const QString run = R"(HKEY_CURRENT_USER\Software\Microsoft\Windows\CurrentVersion\Run)";
-    const QByteArray plain(13000, 'o');
+    const QByteArray plain = "aZ0_-.{" + QByteArray(12993, 'o');
     // Two blocks are for directory entries and the like.
     QTest::newRow("writeIni") << "set.ini"
                               << QStringList{"writeIni", "set.ini", "key", QString(12000, 'x')}

@@ -624,7 +624,7 @@ void tst_ZeLog::cannotOpenFile()
         name = setUp == "NUL" ? QString::fromLatin1("a\0b", 3) : QString(300, 'n');
         ZeLog::s_LogName = name;
         QFile another(m_logDir + "/a"); // too big to be written to
-        QVERIFY(another.open(QIODevice::WriteOnly) && another.resize(11 * 1024 * 1024));
+        QVERIFY(another.open(QIODevice::WriteOnly) && another.resize(qint64(11) * 1024 * 1024));
     }
     const int inputFlags = ::fcntl(STDIN_FILENO, F_GETFD);
     const QtMessageHandler previous = qInstallMessageHandler(ZeLog::outputMessage);

@@ -3,8 +3,6 @@
 
 #include "files/FileCopy_p.h"
 
-#include "files/DirectoryListing_p.h"
-
 #include <QtCore/QByteArray>
 #include <QtCore/QFile>
 #include <QtCore/QString>

@@ -61,13 +61,13 @@ Trial::Trial(QString directory, const State &state)
 
 QString Trial::path(const QString &relative) const
 {
-    return relative.isEmpty() ? m_directory + "/work" : m_directory + "/work/" + relative;
+    return relative.isEmpty() ? m_directory + "/home" : m_directory + "/home/" + relative;
 }
 
 QString Trial::programPath(const QString &relative) const
 {
-    return relative.isEmpty() ? m_directory + "/work/program"
-                              : m_directory + "/work/program/" + relative;
+    return relative.isEmpty() ? m_directory + "/home/program"
+                              : m_directory + "/home/program/" + relative;
 }
 
 QString Trial::temporaryPath() const

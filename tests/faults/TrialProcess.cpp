@@ -112,12 +112,12 @@ void enter(const QString &directory)
     ::setpgid(0, 0);
     ::prctl(PR_SET_PDEATHSIG, SIGKILL); // a runner that is killed leaves nothing
     const QString temporary = directory + "/tmp";
-    const QString programs = directory + "/work/program";
+    const QString programs = directory + "/home/program";
     if (!QDir().mkpath(temporary) || !QDir().mkpath(programs))
         qFatal("cannot make %s", qPrintable(directory));
     ::setenv("TMPDIR", QFile::encodeName(temporary).constData(), 1);
-    ::setenv("HOME", QFile::encodeName(directory + "/work").constData(), 1);
-    QDir::setCurrent(directory + "/work");
+    ::setenv("HOME", QFile::encodeName(directory + "/home").constData(), 1);
+    QDir::setCurrent(directory + "/home");
     const int null = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     ::dup2(null, STDIN_FILENO);
     ::close(null);

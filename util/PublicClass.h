@@ -129,8 +129,9 @@ public:
     /// standard input is an open pipe on which nothing arrives, so a command that
     /// reads it waits until the time-out. Text is in the local 8-bit encoding.
     ///
-    /// A time-out kills the shell only, not the programs that it has started. A
-    /// shell that was killed by a signal counts as finished.
+    /// A time-out kills the shell only, not the programs that it has started. One that
+    /// waits in the kernel, for a disk for example, cannot be killed; the call waits a
+    /// second for it and leaves it. A shell that was killed by a signal counts as finished.
     ///
     /// @p out is always overwritten; it may be the same object as @p cmd. After a
     /// time-out it holds the exit code and the error text of the process.
